@@ -1,0 +1,106 @@
+#include "UnattendedInstall.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+#include "Bundle.h"
+#include "Commands.h"
+#include "CompletionSteps.h"
+#include "Const.h"
+#include "Log.h"
+#include "StartSteps.h"
+#include "platform/CurrentUser.h"
+
+namespace vela {
+
+UnattendedInstall::UnattendedInstall() : progress_(stderr, ::isatty(STDERR_FILENO) == 1) {}
+
+UnattendedInstall::~UnattendedInstall() = default;
+
+int UnattendedInstall::exec() {
+    const std::string user = currentUserName();
+    primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
+    StartSteps::load();
+    const bool isOverwrite = StartSteps::detectInstalledGeneration();
+
+    ILog("Start InstallStartViewController installButtonClicked");
+    if (!StartSteps::checkAdministrator(user)) {
+        ILog("End InstallStartViewController installButtonClicked");
+        std::fprintf(stderr,
+                     "MSG_E3002: Please install with administrator privileges (user %s is "
+                     "not a member of the group admin)\n",
+                     user.c_str());
+        return kExitNotAdministrator;
+    }
+    ILog("End InstallStartViewController installButtonClicked");
+    std::fprintf(stderr, "%s of VELA %s into %s\n", isOverwrite ? "Overwrite" : "New installation",
+                 orNull(Const::getCurrentAppVersion()).c_str(),
+                 Const::appBaseDirectoryPath().c_str());
+
+    signals_ = std::make_unique<SignalCancel>([this](int signal) { onSignal(signal); });
+    run_ = std::make_unique<InstallationRun>(*this, Bundle::mainBundle(), isOverwrite,
+                                             [this] { onRunEnded(); });
+    run_->load();
+    QMetaObject::invokeMethod(
+        run_.get(), [this] { run_->start(); }, Qt::QueuedConnection);
+    int status = QCoreApplication::exec();
+    signals_.reset();
+    return status;
+}
+
+void UnattendedInstall::performSegue(const Transition& transition) {
+    // The installation page is replaced by its first page change: later ones have no page.
+    if (pageReplaced_) {
+        return;
+    }
+    pageReplaced_ = true;
+    cancelEnabled_ = false;
+    firstTransition_ = transition;
+    progress_.finishLine();
+    if (transition.identifier == "toInstallFailure") {
+        std::fprintf(stderr, "%s: %s\n", transition.code.c_str(), transition.message.c_str());
+    }
+}
+
+void UnattendedInstall::onSignal(int signal) {
+    if (cancelRequested_) {
+        return;
+    }
+    progress_.finishLine();
+    if (!cancelEnabled_) {
+        std::fprintf(stderr,
+                     "vela-device-install: signal %d: the installation cannot be cancelled at this "
+                     "point; it goes on\n",
+                     signal);
+        return;
+    }
+    std::fprintf(stderr,
+                 "vela-device-install: signal %d: cancelling and undoing the installation\n",
+                 signal);
+    cancelRequested_ = true;
+    run_->cancelButtonClicked();
+}
+
+void UnattendedInstall::onRunEnded() {
+    progress_.finishLine();
+    int status = kExitFailed;
+    if (firstTransition_ && firstTransition_->identifier == "toInstallFailure") {
+        status = kExitFailed;
+    } else if (cancelRequested_) {
+        std::fprintf(stderr, "vela-device-install: cancelled; the previous state is restored\n");
+        status = kExitCancelled;
+    } else if (firstTransition_ && firstTransition_->identifier == "toInstallComplete") {
+        CompletionSteps::reloadLaunchAgent();
+        progress_.show(100);
+        progress_.finishLine();
+        std::printf("Installed VELA %s: %s\n", orNull(Const::getCurrentAppVersion()).c_str(),
+                    Const::symbolicLinkPath().c_str());
+        status = kExitInstalled;
+    }
+    QCoreApplication::exit(status);
+}
+
+}  // namespace vela

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+#include "InstallationRun.h"
+#include "InstallationView.h"
+#include "SignalCancel.h"
+#include "TerminalProgress.h"
+
+namespace vela {
+
+/// Exit statuses of the unattended front end.
+enum ExitStatus : int {
+    kExitInstalled = 0,
+    kExitFailed = 1,
+    kExitUsage = 2,
+    kExitNotAdministrator = 3,
+    kExitCancelled = 5,
+    kExitBusy = 6,
+};
+
+/// The wizard's road without windows: start steps, installation run, finalisation, LaunchAgent
+/// reload. SIGINT and SIGTERM are the Cancel button, honoured while that button would be
+/// enabled. The first page change of the run decides the outcome.
+class UnattendedInstall : public InstallationView {
+public:
+    UnattendedInstall();
+    ~UnattendedInstall() override;
+
+    /// Runs everything on the current thread's event loop and returns the exit status.
+    int exec();
+
+    bool isCancelRequested() const override { return cancelRequested_; }
+    void setCancelEnabled(bool enabled) override { cancelEnabled_ = enabled; }
+    void showProgress(float percent) override { progress_.show(percent); }
+    void performSegue(const Transition& transition) override;
+    void terminate() override {}
+
+private:
+    void onSignal(int signal);
+    void onRunEnded();
+
+    TerminalProgress progress_;
+    std::unique_ptr<InstallationRun> run_;
+    std::unique_ptr<SignalCancel> signals_;
+    std::optional<Transition> firstTransition_;
+    std::atomic<bool> cancelRequested_{false};
+    bool cancelEnabled_ = false;
+    bool pageReplaced_ = false;
+};
+
+}  // namespace vela

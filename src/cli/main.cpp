@@ -1,0 +1,89 @@
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <cstdio>
+
+#include "Bundle.h"
+#include "Commands.h"
+#include "Const.h"
+#include "InstallLock.h"
+#include "Log.h"
+#include "UnattendedInstall.h"
+
+using namespace vela;
+
+namespace {
+
+int usageError(const QString& message) {
+    std::fprintf(stderr, "vela-device-install: %s\nTry 'vela-device-install --help'.\n",
+                 qPrintable(message));
+    return kExitUsage;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("vela-device-install"));
+    const QString version =
+        QString::fromStdString(orNull(Bundle::mainBundle().shortVersionString()) + " (" +
+                               orNull(Bundle::mainBundle().bundleVersion()) + ")");
+    QCoreApplication::setApplicationVersion(version);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Installs the VELA desktop application from this bundle without windows.\n"
+        "Exit status: 0 installed, 1 installation failed, 2 usage error, 3 not an administrator,\n"
+        "5 cancelled (SIGINT/SIGTERM), 6 another installer works on the same target."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    QCommandLineOption target(
+        QStringList{QStringLiteral("target")},
+        QStringLiteral("Install into the system volume at <dir> instead of /."),
+        QStringLiteral("dir"));
+    parser.addOption(target);
+    if (!parser.parse(QCoreApplication::arguments())) {
+        return usageError(parser.errorText());
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        std::fputs(qPrintable(parser.helpText()), stdout);
+        return kExitInstalled;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        std::printf("vela-device-install %s\n", qPrintable(version));
+        return kExitInstalled;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        return usageError(QStringLiteral("unexpected argument: ") +
+                          parser.positionalArguments().constFirst());
+    }
+    if (parser.isSet(target)) {
+        QFileInfo dir(parser.value(target));
+        if (!dir.isDir()) {
+            return usageError(QStringLiteral("--target: not an existing directory: ") +
+                              parser.value(target));
+        }
+        Const::setTargetRoot(dir.canonicalFilePath().toStdString());
+    }
+    if (Bundle::mainBundle().bundlePath().empty()) {
+        std::fprintf(stderr, "vela-device-install: not inside an installer bundle (%s)\n",
+                     "Contents/MacOS of VELA-device-Installer.app");
+        return kExitFailed;
+    }
+
+    InstallLock lock(Const::targetRoot());
+    if (!lock.isHeld()) {
+        std::fprintf(stderr,
+                     "vela-device-install: another installer is working on %s; try again when it "
+                     "has finished\n",
+                     Const::targetRoot().c_str());
+        return kExitBusy;
+    }
+    int status = UnattendedInstall().exec();
+    Log::defaultLog().flush();
+    if (auto path = Log::defaultLog().logFilePath()) {
+        std::fprintf(stderr, "Log: %s\n", path->c_str());
+    }
+    return status;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace vela {
+
+/// "rm <options> <path>" with the path in shell form. A path that would widen the removal (empty,
+/// "/", the target root, its Applications folder or the base directory of the generations) gets
+/// a command that removes nothing and says so on standard error, whatever produced the path.
+std::string removalCommand(const std::string& options, const std::string& path);
+
+/// Runs `commandLine` and returns its text, "(null)" when it gave none (for log lines).
+std::string executeForLog(const std::string& commandLine);
+
+/// Whether something exists at `path`, following links (a dangling link does not count).
+bool fileExistsAtPath(const std::string& path);
+
+/// Traces "command execute: <command>" under `function`'s name, runs the command and returns its
+/// text (empty when it gave none).
+std::string executeWithTrace(const char* function, const std::string& command);
+
+/// `text` without line breaks at either end.
+std::string trimmingNewlines(const std::string& text);
+
+/// `text` for a log line; "(null)" for none.
+std::string orNull(const std::optional<std::string>& text);
+
+}  // namespace vela
+
+/// Runs a command line with its "command execute: ..." trace naming the calling function.
+#define DTraceExecute(command) ::vela::executeWithTrace(__PRETTY_FUNCTION__, command)

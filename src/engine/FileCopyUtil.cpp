@@ -1,0 +1,221 @@
+#include "FileCopyUtil.h"
+
+#include <fts.h>
+#include <sys/stat.h>
+
+#include <QThreadPool>
+
+#include <filesystem>
+
+#include "MainQueue.h"
+
+namespace vela {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Polling on every turn of the event loop would keep a core busy walking the target tree while
+// the copy needs it; 25 polls a second move the bar just as smoothly.
+constexpr int kProgressPollIntervalMs = 40;
+constexpr int kStartDelayMs = 100;
+
+bool itemExists(const std::string& path) {
+    std::error_code ec;
+    return fs::exists(fs::symlink_status(path, ec));
+}
+
+// Copies one item and everything below it: links as links, modes kept. Stops before the next
+// item once `stop` is set.
+void copyTree(const fs::path& source, const fs::path& target, const std::atomic<bool>& stop,
+              std::error_code& ec) {
+    if (stop.load()) {
+        ec = std::make_error_code(std::errc::operation_canceled);
+        return;
+    }
+    fs::file_status status = fs::symlink_status(source, ec);
+    if (ec) {
+        return;
+    }
+    if (fs::is_symlink(status)) {
+        fs::path link = fs::read_symlink(source, ec);
+        if (!ec) {
+            fs::create_symlink(link, target, ec);
+        }
+    } else if (fs::is_directory(status)) {
+        if (!fs::create_directory(target, ec) && !ec) {
+            ec = std::make_error_code(std::errc::file_exists);
+        }
+        if (ec) {
+            return;
+        }
+        for (fs::directory_iterator it(source, ec), end; !ec && it != end; it.increment(ec)) {
+            copyTree(it->path(), target / it->path().filename(), stop, ec);
+            if (ec) {
+                return;
+            }
+        }
+        if (!ec) {
+            // Modes last, so a read-only source directory can still be filled.
+            fs::permissions(target, status.permissions(), ec);
+        }
+    } else if (fs::is_regular_file(status)) {
+        fs::copy_file(source, target, fs::copy_options::none, ec);
+    } else {
+        ec = std::make_error_code(std::errc::not_supported);
+    }
+}
+
+}  // namespace
+
+FileCopyUtil::FileCopyUtil(FileCopyUtilDelegate* delegate) : delegate_(delegate) {
+    timer_.setInterval(kProgressPollIntervalMs);
+    QObject::connect(&timer_, &QTimer::timeout, this, [this] { checkFileSize(); });
+}
+
+FileCopyUtil::~FileCopyUtil() {
+    std::unique_lock lock(mutex_);
+    finished_.wait(lock, [this] { return state_ != State::Running; });
+}
+
+void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
+                                  const std::string& target) {
+    sourcePath_ = source;
+    targetPath_ = target;
+    std::error_code ec;
+    isDirectory_ = source && fs::is_directory(*source, ec);
+    sourceBytes_ = source ? bytesAt(*source) : 0;
+    if (itemExists(target)) {
+        fs::remove_all(target, ec);
+    }
+    stopRequested_ = false;
+    {
+        std::lock_guard lock(mutex_);
+        state_ = State::Scheduled;
+    }
+    timer_.start();
+    QTimer::singleShot(kStartDelayMs, this, [this] { startCopy(); });
+}
+
+void FileCopyUtil::stopAndWait() {
+    stopRequested_ = true;
+    std::unique_lock lock(mutex_);
+    if (state_ == State::Scheduled) {
+        // Not started yet: it never will, and its completion is delivered here instead.
+        state_ = State::Idle;
+        lock.unlock();
+        timer_.stop();
+        if (delegate_) {
+            delegate_->didFinishedCopyWithError(
+                std::make_error_code(std::errc::operation_canceled));
+        }
+        return;
+    }
+    finished_.wait(lock, [this] { return state_ != State::Running; });
+}
+
+bool FileCopyUtil::isCopying() const {
+    std::lock_guard lock(mutex_);
+    return state_ != State::Idle;
+}
+
+std::uint64_t FileCopyUtil::bytesAt(const std::string& path) const {
+    if (isDirectory_) {
+        return getDirectoryFileSizeAtPath(path);
+    }
+    std::error_code ec;
+    std::uintmax_t size = fs::file_size(path, ec);
+    return ec ? 0 : size;
+}
+
+void FileCopyUtil::checkFileSize() {
+    // The source does not change during the copy, so its size is taken once.
+    float total = static_cast<float>(sourceBytes_);
+    float copied = static_cast<float>(bytesAt(targetPath_));
+    if (delegate_) {
+        delegate_->setCopyProgress(copied / total);
+    }
+}
+
+void FileCopyUtil::startCopy() {
+    {
+        std::lock_guard lock(mutex_);
+        if (state_ != State::Scheduled) {
+            return;  // stopped before it started
+        }
+        state_ = State::Running;
+    }
+    std::optional<std::string> source = sourcePath_;
+    std::string target = targetPath_;
+    QThreadPool::globalInstance()->start([this, source, target] {
+        std::error_code error;
+        std::error_code ec;
+        if (itemExists(target)) {
+            fs::remove_all(target, ec);
+            error = ec;
+        }
+        if (itemExists(target)) {
+            // Cannot clear the target: nothing is copied and the removal's error is reported,
+            // so the run ends with a failure instead of waiting for ever.
+            if (!error) {
+                error = std::make_error_code(std::errc::file_exists);
+            }
+        } else if (fs::create_directories(fs::path(target).parent_path(), ec); ec) {
+            error = ec;
+        } else if (!source) {
+            error = std::make_error_code(std::errc::no_such_file_or_directory);
+        } else {
+            copyTree(*source, target, stopRequested_, ec);
+            if (ec) {
+                error = ec;
+            }
+        }
+        runOnMainQueue(this, [this] { timer_.stop(); });
+        if (delegate_) {
+            delegate_->didFinishedCopyWithError(error);
+        }
+        finishWorker();
+    });
+}
+
+void FileCopyUtil::finishWorker() {
+    std::lock_guard lock(mutex_);
+    state_ = State::Idle;
+    finished_.notify_all();
+}
+
+std::error_code FileCopyUtil::syncCopyAtPath(const std::optional<std::string>& source,
+                                             const std::string& target) {
+    std::error_code ec;
+    if (itemExists(target)) {
+        fs::remove_all(target, ec);
+    }
+    if (itemExists(target)) {
+        return ec ? ec : std::make_error_code(std::errc::file_exists);
+    }
+    if (!source) {
+        return std::make_error_code(std::errc::no_such_file_or_directory);
+    }
+    std::atomic<bool> never{false};
+    copyTree(*source, target, never, ec);
+    return ec;
+}
+
+std::uint64_t FileCopyUtil::getDirectoryFileSizeAtPath(const std::string& path) {
+    std::string root = path;
+    char* paths[] = {root.data(), nullptr};
+    FTS* walk = ::fts_open(paths, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
+    if (walk == nullptr) {
+        return 0;
+    }
+    std::uint64_t total = 0;
+    while (FTSENT* entry = ::fts_read(walk)) {
+        if (entry->fts_level > 0 && entry->fts_info == FTS_F) {
+            total += static_cast<std::uint64_t>(entry->fts_statp->st_size);
+        }
+    }
+    ::fts_close(walk);
+    return total;
+}
+
+}  // namespace vela

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "FileCopyUtilDelegate.h"
+
+namespace vela {
+
+/// Copies a file or a directory tree in the background and reports progress by comparing the
+/// bytes at the target with those at the source. Lives on the main thread.
+class FileCopyUtil : public QObject {
+public:
+    explicit FileCopyUtil(FileCopyUtilDelegate* delegate);
+    /// Waits for a running copy to end.
+    ~FileCopyUtil() override;
+
+    /// Main thread. Removes an existing target, starts polling progress and starts the copy
+    /// shortly after; returns at once. `source` none copies nothing and reports an error.
+    void copyFileAtPath(const std::optional<std::string>& source, const std::string& target);
+
+    /// Main thread. Asks the copy to stop before its next item and returns once its completion
+    /// has been delivered (at once, with operation_canceled, when it had not started yet).
+    void stopAndWait();
+    bool isCopying() const;
+
+    /// Copies at once on the calling thread, replacing an existing target. Returns the error of
+    /// the removal (then nothing is copied) or of the copy.
+    static std::error_code syncCopyAtPath(const std::optional<std::string>& source,
+                                          const std::string& target);
+    /// Sum of the apparent sizes of the regular files below `path` (links not followed);
+    /// 0 when it does not exist.
+    static std::uint64_t getDirectoryFileSizeAtPath(const std::string& path);
+
+private:
+    void checkFileSize();
+    void startCopy();
+    void finishWorker();
+    std::uint64_t bytesAt(const std::string& path) const;
+
+    FileCopyUtilDelegate* delegate_;
+    QTimer timer_;
+    std::optional<std::string> sourcePath_;
+    std::string targetPath_;
+    bool isDirectory_ = false;
+    std::uint64_t sourceBytes_ = 0;
+
+    enum class State { Idle, Scheduled, Running };
+    mutable std::mutex mutex_;
+    std::condition_variable finished_;
+    State state_ = State::Idle;
+    std::atomic<bool> stopRequested_{false};
+};
+
+}  // namespace vela

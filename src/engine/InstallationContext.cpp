@@ -1,0 +1,33 @@
+#include "InstallationContext.h"
+
+#include "Const.h"
+#include "Log.h"
+#include "MainQueue.h"
+
+namespace vela {
+
+InstallationContext::InstallationContext(InstallationView& view, const Bundle& bundle,
+                                         bool isOverwrite, QObject* mainContext)
+    : view_(view),
+      bundle_(bundle),
+      isOverwrite_(isOverwrite),
+      mainContext_(mainContext),
+      destDirectoryPath_(Const::applicationDirectoryPathWithVersion(bundle.shortVersionString())) {}
+
+void InstallationContext::performSegueToInstallFailure(const std::string& code,
+                                                       const std::string& message) const {
+    ELog("code=%s, message=%s", code.c_str(), message.c_str());
+    post(Transition{"toInstallFailure", code, message});
+}
+
+void InstallationContext::performSegue(const std::string& identifier) const {
+    post(Transition{identifier, {}, {}});
+}
+
+void InstallationContext::post(Transition transition) const {
+    InstallationView* view = &view_;
+    runOnMainQueue(mainContext_,
+                   [view, transition = std::move(transition)] { view->performSegue(transition); });
+}
+
+}  // namespace vela

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QObject>
+
+#include <optional>
+#include <string>
+
+#include "Bundle.h"
+#include "InstallationView.h"
+
+namespace vela {
+
+/// The state one installation run shares between its parts (preparation, copies, device
+/// directory, help file, offline flag, finalisation, rollback). Lives on the main thread.
+class InstallationContext {
+public:
+    InstallationContext(InstallationView& view, const Bundle& bundle, bool isOverwrite,
+                        QObject* mainContext);
+
+    InstallationView& view() const { return view_; }
+    const Bundle& bundle() const { return bundle_; }
+    QObject* mainContext() const { return mainContext_; }
+    bool isOverwrite() const { return isOverwrite_; }
+
+    /// The generation being installed; always ends in "/".
+    const std::string& destDirectoryPath() const { return destDirectoryPath_; }
+    /// Where the same-version generation is moved aside; empty in a new installation.
+    const std::string& destOldDirectoryPath() const { return destOldDirectoryPath_; }
+    void setDestOldDirectoryPath(std::string path) { destOldDirectoryPath_ = std::move(path); }
+
+    /// "YES" once the user asked to cancel, else "NO" (for trace lines).
+    const char* cancelWord() const { return view_.isCancelRequested() ? "YES" : "NO"; }
+
+    /// Any thread. Logs "code=..., message=..." at ERROR and moves to the failure page on the
+    /// main thread. Callers stop (or, where the run deliberately goes on, go on) themselves.
+    void performSegueToInstallFailure(const std::string& code, const std::string& message) const;
+    /// Any thread. Performs `identifier` on the main thread after the events queued so far.
+    void performSegue(const std::string& identifier) const;
+
+private:
+    void post(Transition transition) const;
+
+    InstallationView& view_;
+    const Bundle& bundle_;
+    bool isOverwrite_;
+    QObject* mainContext_;
+    std::string destDirectoryPath_;
+    std::string destOldDirectoryPath_;
+};
+
+}  // namespace vela

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace vela {
+
+/// The process's log: one plain-text file per user and program, fixed line format, lines queued
+/// by any thread and written in submission order by one writer thread (open, write, close per
+/// line, after a rotation check). Nothing here reports failure to callers: a line that cannot be
+/// written is lost silently.
+class Log {
+public:
+    static constexpr const char* kLogLevelDebug = "DEBUG";
+    static constexpr const char* kLogLevelInfo = "INFO";
+    static constexpr const char* kLogLevelWarn = "WARN";
+    static constexpr const char* kLogLevelError = "ERROR";
+    static constexpr const char* kLogLevelFatal = "FATAL";
+
+    /// The single instance of the process, program name taken from the main bundle.
+    static Log& defaultLog();
+
+    /// A log whose program name is `appName` (as if read from a bundle); the file is chosen
+    /// from it as for the real bundle. For tests and tools.
+    explicit Log(std::optional<std::string> appName);
+    ~Log();
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    std::optional<std::string> appName() const;
+    /// None when the program name is not one of the product family's four: nothing is written.
+    std::optional<std::string> logFilePath() const;
+    std::string logMode() const;
+
+    /// "NORMAL" or "DEBUG" when the mode is one of them, else none.
+    std::optional<std::string> inquireLogMode() const;
+    /// Stores "NORMAL" or "DEBUG" and returns true; refuses anything else.
+    bool applyLogMode(std::optional<std::string_view> mode);
+
+    /// Queues one line; never blocks on I/O. A `message` without a final line feed gets one.
+    void enqueue(const char* level, std::string message, std::uint32_t threadTag);
+    /// Writes one INFO line at once on the calling thread (no rotation check).
+    void writeImmediately(std::string message, std::uint32_t threadTag);
+    /// Waits until every line queued so far has been written.
+    void flush();
+
+    /// The full line for the given parts, exactly as written to the file.
+    static std::string formatLine(std::string_view timeStamp, std::string_view appName, long pid,
+                                  std::uint32_t threadTag, std::string_view level,
+                                  std::string_view user, std::string_view message);
+
+private:
+    struct Job {
+        const char* level;
+        std::string message;
+        std::uint32_t threadTag;
+    };
+
+    void run();
+    void write(const char* level, const std::string& message, std::uint32_t threadTag);
+    std::string lineNow(const char* level, const std::string& message,
+                        std::uint32_t threadTag) const;
+
+    mutable std::mutex mutex_;  // guards the properties and the queue
+    std::optional<std::string> appName_;
+    std::optional<std::string> logFilePath_;
+    std::string logMode_;
+    std::string userName_;
+    std::deque<Job> queue_;
+    bool writing_ = false;
+    bool stopping_ = false;
+    std::condition_variable wake_;
+    std::condition_variable idle_;
+    std::thread writer_;
+};
+
+/// Keeps the log file below its size limit: above it the file becomes "<path>_1" (one previous
+/// generation kept). Problems go to standard error, never to the log.
+void logObservation(const std::string& logFilePath);
+
+/// Formats printf-style into a string.
+std::string stringWithFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+void DLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void ILog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void WLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void ELog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void FLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void primitiveILog(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/// A DEBUG trace line: "main|sub:<thread> <function> <message>".
+void traceLog(const char* function, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+std::optional<std::string> inquireLogMode();
+bool applyLogMode(std::optional<std::string_view> mode);
+
+}  // namespace vela
+
+/// Trace line naming the calling function as the compiler spells it.
+#define DTrace(format, ...) ::vela::traceLog(__PRETTY_FUNCTION__, format __VA_OPT__(, ) __VA_ARGS__)

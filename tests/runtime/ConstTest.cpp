@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "Const.h"
+#include "Files.h"
+#include "ScopedEnvironment.h"
+#include "TempInstallRoot.h"
+
+using vela::Const;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Restores the default root after each test: the catalogue's root is process-wide.
+class ConstTest : public testing::Test {
+protected:
+    void TearDown() override { Const::setTargetRoot("/"); }
+};
+
+}  // namespace
+
+TEST_F(ConstTest, PathsUnderTheDefaultRoot) {
+    Const::setTargetRoot("/");
+    EXPECT_EQ(Const::applicationDirectoryPathWithVersion(std::string("1.2.3")),
+              "/Applications/Quillmark/VELA-Ver1.2.3/");
+    EXPECT_EQ(Const::applicationDirectoryPathWithVersion(std::nullopt),
+              "/Applications/Quillmark/VELA-Ver/");
+    EXPECT_EQ(Const::applicationDirectoryNameWithVersion(std::string("2.0")), "VELA-Ver2.0");
+    EXPECT_EQ(Const::symbolicLinkPath(), "/Applications/Quillmark/VELA");
+    EXPECT_EQ(Const::applicationLaunchAgentPlistPath(),
+              "/Library/LaunchAgents/com.quillmark.VELA.plist");
+    EXPECT_EQ(Const::getDeviceLicenseModeDirectoryPath(),
+              "/Library/Application Support/Quillmark/VELA/VELA-device");
+    EXPECT_EQ(Const::getDeviceOfflineFlagFilePath(),
+              "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.offline-mode");
+    EXPECT_EQ(Const::getDeviceHelpFilePath(),
+              "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-for-Device-help.pdf");
+    EXPECT_EQ(Const::getDeviceLicenseModeConfigPath(),
+              "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist");
+}
+
+TEST_F(ConstTest, PathsUnderATargetRoot) {
+    Const::setTargetRoot("/tmp/a root/");
+    EXPECT_EQ(Const::applicationDirectoryPathWithVersion(std::string("1.2.3")),
+              "/tmp/a root/Applications/Quillmark/VELA-Ver1.2.3/");
+    EXPECT_EQ(Const::appBaseDirectoryPath(), "/tmp/a root/Applications/Quillmark");
+    EXPECT_EQ(Const::symbolicLinkPath(), "/tmp/a root/Applications/Quillmark/VELA");
+    EXPECT_EQ(Const::applicationLaunchAgentPlistPath(),
+              "/tmp/a root/Library/LaunchAgents/com.quillmark.VELA.plist");
+    EXPECT_EQ(Const::getDeviceLicenseModeDirectoryPath(),
+              "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device");
+    Const::setTargetRoot("");
+    EXPECT_EQ(Const::targetRoot(), "/");
+}
+
+TEST_F(ConstTest, UserPathsFollowTheHome) {
+    vela::test::ScopedEnvironment home("HOME", "/Users/alice");
+    EXPECT_EQ(Const::applicationUserAreaDirectoryPath(),
+              "/Users/alice/Library/Application Support/Quillmark/VELA");
+    EXPECT_EQ(Const::getLogModeSettingFilePath(),
+              "/Users/alice/Library/Application Support/Quillmark/VELA/.debug.ini");
+    EXPECT_EQ(Const::applicationDeviceInstallerLogPath(),
+              "/Users/alice/Library/Logs/VELA-device-Installer.log");
+    EXPECT_EQ(Const::applicationInstallerLogPath(), "/Users/alice/Library/Logs/VELA-Installer.log");
+    EXPECT_EQ(Const::applicationUserAreaDirectoryPath(std::string("root")),
+              "/root/Library/Application Support/Quillmark/VELA");
+    EXPECT_FALSE(Const::applicationUserAreaDirectoryPath(std::string("no-such-user-x")));
+    EXPECT_FALSE(Const::applicationUserLogDirectoryPath(std::string("no-such-user-x")));
+}
+
+TEST_F(ConstTest, GenerationEnumerationKeepsPrefixedNamesOnly) {
+    vela::test::TempInstallRoot root;
+    Const::setTargetRoot(root.root());
+    EXPECT_TRUE(Const::applicationDirectoryPrefixEnumerate().empty());  // base missing
+    std::string base = root.at("/Applications/Quillmark");
+    for (const char* dir : {"VELA-Ver1.0.0.old", "vela-ver1.0", "Other", "VELA-Ver2"}) {
+        fs::create_directories(base + "/" + dir);
+    }
+    vela::test::writeFile(base + "/VELA-Ver.txt", "");
+    std::vector<std::string> names = Const::applicationDirectoryPrefixEnumerate();
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"VELA-Ver.txt", "VELA-Ver1.0.0.old", "VELA-Ver2"}));
+}
+
+TEST_F(ConstTest, EveryUsersPlistsConfigurationFirst) {
+    vela::test::TempInstallRoot root;
+    Const::setTargetRoot(root.root());
+    EXPECT_TRUE(Const::allUserDirectoryPlistPaths().empty());
+    std::string area = "/Library/Application Support/Quillmark/VELA/";
+    vela::test::writeFile(root.at("/Users/bob" + area + "VELA.font.plist"), "");
+    vela::test::writeFile(root.at("/Users/bob" + area + "VELA.config.plist"), "");
+    vela::test::writeFile(root.at("/Users/Shared" + area + "VELA.font.plist"), "");
+    fs::create_directories(root.at("/Users/carol"));
+    std::vector<std::string> paths = Const::allUserDirectoryPlistPaths();
+    ASSERT_EQ(paths.size(), 3u);
+    auto bob = std::find(paths.begin(), paths.end(), root.at("/Users/bob" + area + "VELA.config.plist"));
+    ASSERT_NE(bob, paths.end());
+    ASSERT_NE(bob + 1, paths.end());
+    EXPECT_EQ(*(bob + 1), root.at("/Users/bob" + area + "VELA.font.plist"));
+}

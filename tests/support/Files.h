@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vela::test {
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& contents);
+/// Lines of a text file, without their line feeds.
+std::vector<std::string> readLines(const std::string& path);
+/// "owner:group:mode" as ls shows it, e.g. "root:admin:drwxrwxr-x"; empty when missing.
+std::string accessOf(const std::string& path);
+/// One line per item below `root` (sorted): relative path, type, mode, size, link target and a
+/// hash of the contents. Two equal snapshots mean byte-for-byte equal trees.
+std::string snapshotTree(const std::string& root);
+bool exists(const std::string& path);
+
+}  // namespace vela::test

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vela::test {
+
+/// A child process with its standard output and error captured into files, started with the
+/// current environment plus `environment` (an empty value unsets a variable).
+class Process {
+public:
+    Process(std::vector<std::string> argv, std::map<std::string, std::string> environment = {},
+            std::optional<uid_t> asUser = std::nullopt);
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    pid_t pid() const { return pid_; }
+    void signal(int signal) const;
+    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed).
+    int wait(int timeoutMs = 120000);
+    std::string out() const;
+    std::string err() const;
+
+private:
+    pid_t pid_ = -1;
+    std::string outPath_;
+    std::string errPath_;
+    std::optional<int> status_;
+};
+
+/// Result of a finished run.
+struct RunResult {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+RunResult run(std::vector<std::string> argv, std::map<std::string, std::string> environment = {},
+              std::optional<uid_t> asUser = std::nullopt);
+
+}  // namespace vela::test

@@ -20,7 +20,8 @@ TEST(AccountPrivilege, ComparesWholeNamesExactlyAndLogsEachMember) {
     EXPECT_FALSE(AccountPrivilege::isMenberOfGroup(std::string("car"), members));
     EXPECT_FALSE(AccountPrivilege::isMenberOfGroup(std::string("Carol"), members));
     EXPECT_FALSE(AccountPrivilege::isMenberOfGroup(std::string("carol"), std::nullopt));
-    EXPECT_FALSE(AccountPrivilege::isMenberOfGroup(std::string("carol"), std::vector<std::string>{}));
+    EXPECT_FALSE(
+        AccountPrivilege::isMenberOfGroup(std::string("carol"), std::vector<std::string>{}));
 }
 
 TEST(AccountPrivilege, NoNameIsNeverAMember) {

@@ -94,7 +94,8 @@ TEST_F(ConstTest, EveryUsersPlistsConfigurationFirst) {
     fs::create_directories(root.at("/Users/carol"));
     std::vector<std::string> paths = Const::allUserDirectoryPlistPaths();
     ASSERT_EQ(paths.size(), 3u);
-    auto bob = std::find(paths.begin(), paths.end(), root.at("/Users/bob" + area + "VELA.config.plist"));
+    auto bob =
+        std::find(paths.begin(), paths.end(), root.at("/Users/bob" + area + "VELA.config.plist"));
     ASSERT_NE(bob, paths.end());
     ASSERT_NE(bob + 1, paths.end());
     EXPECT_EQ(*(bob + 1), root.at("/Users/bob" + area + "VELA.font.plist"));

@@ -70,7 +70,7 @@ TEST(LogMode, SettingFileSwitchesToDebug) {
     LogReader log;
     std::string setting = *Const::getLogModeSettingFilePath();
     EXPECT_TRUE(Config::setAppLogMode());
-    fs::create_directories(setting);        // a directory counts: only existence matters
+    fs::create_directories(setting);  // a directory counts: only existence matters
     EXPECT_TRUE(Config::setAppLogMode());
     fs::remove(setting);
     applyLogMode("NORMAL");

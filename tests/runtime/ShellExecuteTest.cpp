@@ -27,12 +27,13 @@ TEST(ShellExecute, InvalidUtf8GivesNoText) {
 
 // A command that fills both pipes beyond their buffers must neither hang nor lose a byte.
 TEST(ShellExecute, LargeOutputOnBothStreamsComesBackWhole) {
-    std::optional<std::string> out =
-        ShellExecute::execute("head -c 1048576 /dev/zero | tr '\\0' x; head -c 300000 /dev/zero >/dev/null");
+    std::optional<std::string> out = ShellExecute::execute(
+        "head -c 1048576 /dev/zero | tr '\\0' x; head -c 300000 /dev/zero >/dev/null");
     ASSERT_TRUE(out.has_value());
     EXPECT_EQ(out->size(), 1048576u);
     std::optional<std::string> err = ShellExecute::execute(
-        "head -c 1048576 /dev/zero | tr '\\0' y >&2 & head -c 1048576 /dev/zero | tr '\\0' x; wait");
+        "head -c 1048576 /dev/zero | tr '\\0' y >&2 & head -c 1048576 /dev/zero | tr '\\0' x; "
+        "wait");
     ASSERT_TRUE(err.has_value());
     EXPECT_EQ(err->size(), 1048576u);
     EXPECT_EQ(err->find('x'), std::string::npos);

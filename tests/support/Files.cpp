@@ -60,13 +60,13 @@ std::string snapshotTree(const std::string& root) {
         struct stat info {};
         ::lstat(path.c_str(), &info);
         std::ostringstream row;
-        row << fs::relative(path, root).string() << " mode=" << std::oct << info.st_mode
-            << std::dec << " uid=" << info.st_uid << " gid=" << info.st_gid;
+        row << fs::relative(path, root).string() << " mode=" << std::oct << info.st_mode << std::dec
+            << " uid=" << info.st_uid << " gid=" << info.st_gid;
         if (S_ISLNK(info.st_mode)) {
             row << " -> " << fs::read_symlink(path, ec).string();
         } else if (S_ISREG(info.st_mode)) {
-            row << " size=" << info.st_size << " hash="
-                << std::hash<std::string>{}(readFile(path.string()));
+            row << " size=" << info.st_size
+                << " hash=" << std::hash<std::string>{}(readFile(path.string()));
         }
         rows.push_back(row.str());
     }

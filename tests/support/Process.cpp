@@ -110,8 +110,12 @@ int Process::wait(int timeoutMs) {
     }
 }
 
-std::string Process::out() const { return readFile(outPath_); }
-std::string Process::err() const { return readFile(errPath_); }
+std::string Process::out() const {
+    return readFile(outPath_);
+}
+std::string Process::err() const {
+    return readFile(errPath_);
+}
 
 RunResult run(std::vector<std::string> argv, std::map<std::string, std::string> environment,
               std::optional<uid_t> asUser) {

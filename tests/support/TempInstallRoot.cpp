@@ -19,8 +19,8 @@ TempInstallRoot::TempInstallRoot(const std::string& rootName) {
     base_ = made;
     root_ = (fs::path(base_) / rootName).string();
     home_ = (fs::path(base_) / "home").string();
-    for (const char* dir : {"Applications", "Library/LaunchAgents", "Library/Application Support",
-                            "Users"}) {
+    for (const char* dir :
+         {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
         fs::create_directories(fs::path(root_) / dir);
     }
     fs::create_directories(home_);

@@ -1,0 +1,105 @@
+#include "CliFixture.h"
+
+#include <QDeadlineTimer>
+#include <QThread>
+
+#include <filesystem>
+
+#include "Files.h"
+#include "LogReader.h"
+
+namespace vela::test {
+
+namespace fs = std::filesystem;
+
+CliFixture::CliFixture(const std::string& rootName) : root(rootName) {
+    fs::create_directories(root.home() + "/Library/Application Support/Quillmark/VELA/.debug.ini");
+}
+
+void CliFixture::TearDown() {
+    // A failed test must not leave immutable files behind for the next one.
+    ::system(("chattr -R -i " + std::string("'") + root.base() + "' 2>/dev/null").c_str());
+}
+
+std::map<std::string, std::string> CliFixture::environment() const {
+    std::map<std::string, std::string> env{{"HOME", root.home()}, {"VELA_TARGET_ROOT", ""}};
+    env["VELA_MAIN_BUNDLE"] = bundle.empty() ? std::string(VELA_TEST_BUNDLE_DIR) : bundle;
+    return env;
+}
+
+RunResult CliFixture::install(const std::vector<std::string>& extraArguments) {
+    std::vector<std::string> argv{VELA_TEST_CLI, "--target", root.root()};
+    argv.insert(argv.end(), extraArguments.begin(), extraArguments.end());
+    return run(argv, environment());
+}
+
+std::unique_ptr<Process> CliFixture::startInstall() {
+    return std::make_unique<Process>(
+        std::vector<std::string>{VELA_TEST_CLI, "--target", root.root()}, environment());
+}
+
+std::vector<std::string> CliFixture::logMessages() const {
+    std::vector<std::string> messages;
+    for (const std::string& line : readLines(root.logPath())) {
+        messages.push_back(LogReader::messageOf(line));
+    }
+    return messages;
+}
+
+long CliFixture::logIndexOf(const std::string& text, long from) const {
+    std::vector<std::string> messages = logMessages();
+    for (long i = from; i < static_cast<long>(messages.size()); ++i) {
+        if (messages[static_cast<std::size_t>(i)].find(text) != std::string::npos) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+bool CliFixture::logContains(const std::string& text) const {
+    return logIndexOf(text) >= 0;
+}
+
+bool CliFixture::waitForLog(const std::string& text, int timeoutMs) const {
+    QDeadlineTimer deadline(timeoutMs);
+    while (!logContains(text)) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QThread::msleep(2);
+    }
+    return true;
+}
+
+std::string CliFixture::useBundleCopy() {
+    bundle = root.base() + "/Installer Copy.app";
+    fs::copy(VELA_TEST_BUNDLE_DIR, bundle, fs::copy_options::recursive);
+    return bundle;
+}
+
+std::string CliFixture::generation(const std::string& version) const {
+    return root.at("/Applications/Quillmark/VELA-Ver" + version);
+}
+
+std::string CliFixture::deviceDirectory() const {
+    return root.at("/Library/Application Support/Quillmark/VELA/VELA-device");
+}
+
+std::unique_ptr<Process> CliFixture::startApplication(const std::string& appBundle,
+                                                      bool ignoreSigterm) {
+    std::vector<std::string> argv{appBundle + "/Contents/MacOS/VELA"};
+    if (ignoreSigterm) {
+        argv.emplace_back("--ignore-sigterm");
+    }
+    auto app = std::make_unique<Process>(argv);
+    // Running once ps can see it with its full command line.
+    QDeadlineTimer deadline(10000);
+    while (!deadline.hasExpired() &&
+           readFile("/proc/" + std::to_string(app->pid()) + "/cmdline").find("/VELA.app/") ==
+               std::string::npos) {
+        QThread::msleep(2);
+    }
+    return app;
+}
+
+}  // namespace vela::test

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Process.h"
+#include "TempInstallRoot.h"
+
+namespace vela::test {
+
+/// A target root whose name has a blank, a home whose log runs in DEBUG mode (so every command
+/// line is traced), and the real unattended front end of the built bundle.
+class CliFixture : public testing::Test {
+protected:
+    explicit CliFixture(const std::string& rootName = "target root");
+    void TearDown() override;
+
+    /// Runs the front end into the root; `bundle` replaces the built bundle when not empty.
+    RunResult install(const std::vector<std::string>& extraArguments = {});
+    std::unique_ptr<Process> startInstall();
+    std::map<std::string, std::string> environment() const;
+
+    /// "[LEVEL] message" of every line the front end logged so far.
+    std::vector<std::string> logMessages() const;
+    bool logContains(const std::string& text) const;
+    /// Index of the first message containing `text` at or after `from`, or -1.
+    long logIndexOf(const std::string& text, long from = 0) const;
+    /// Waits until the log holds `text` (the front end writes its log asynchronously).
+    bool waitForLog(const std::string& text, int timeoutMs = 60000) const;
+
+    /// A copy of the built installer bundle to change; the front end then uses it.
+    std::string useBundleCopy();
+
+    std::string generation(const std::string& version = VELA_TEST_VERSION) const;
+    std::string deviceDirectory() const;
+    /// Starts a sample application from `bundlePath`/Contents/MacOS/VELA.
+    std::unique_ptr<Process> startApplication(const std::string& appBundle, bool ignoreSigterm);
+
+    TempInstallRoot root;
+    std::string bundle;
+};
+
+}  // namespace vela::test

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QString>
+
+#include "KeyEventView.h"
+
+namespace vela {
+
+class CustomSegue;
+class WizardWindow;
+
+/// A page of the wizard: a view controller whose view is the window's whole content while it is
+/// shown. Pages change only through named transitions (performSegueWithIdentifier), never by
+/// hand. Main thread only.
+class BaseViewController : public KeyEventView {
+public:
+    /// `identifier` is the page's storyboard ID, shown in the transition's log lines.
+    explicit BaseViewController(QString identifier);
+    ~BaseViewController() override;
+
+    const QString& identifier() const { return identifier_; }
+
+    /// Calls viewDidLoad the first time only; the window does so before the page appears, after
+    /// the previous page has prepared it.
+    void loadViewIfNeeded();
+    bool isViewLoaded() const { return loaded_; }
+
+    /// Sets up the page's fixed content (once).
+    virtual void viewDidLoad() {}
+    /// Each time the page is about to be shown.
+    virtual void viewWillAppear() {}
+    /// Each time the page has been shown; runs after the window has drawn it.
+    virtual void viewDidAppear() {}
+    /// When the page has been replaced or its window closed.
+    virtual void viewDidDisappear() {}
+    /// Just before `segue` leaves this page: hands values on to its destination.
+    virtual void prepareForSegue(CustomSegue& segue, QObject* sender);
+
+    /// Creates the page that `identifier` leads to, lets this page prepare it and shows it in
+    /// place of this one. An unknown identifier has no destination and changes nothing.
+    void performSegueWithIdentifier(const QString& identifier, QObject* sender);
+
+    /// The window's standard buttons (close, minimise, zoom) and their visibility, as this page
+    /// wants them. No effect while the page is not in a window.
+    void windowCloseButtonEnabled(bool enabled);
+    void windowMiniaturizeButtonEnabled(bool enabled);
+    void windowZoomButtonEnabled(bool enabled);
+    void windowButtonHidden(bool hidden);
+    /// Sets the window's title; no effect while the page is not in a window.
+    void setWindowTitleText(const QString& title);
+    /// Closes the window (always possible, also when its close button is disabled).
+    void closeWindow();
+    /// Ends the application: its event loop returns. Callers post it when the current event must
+    /// finish first.
+    void terminate();
+
+    /// The window showing this page, or none.
+    WizardWindow* wizardWindow() const;
+
+private:
+    QString identifier_;
+    bool loaded_ = false;
+};
+
+}  // namespace vela

@@ -1,0 +1,49 @@
+#include "InstallFailureViewController.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "Const.h"
+#include "Log.h"
+#include "MainQueue.h"
+#include "PageFrame.h"
+
+namespace vela {
+
+InstallFailureViewController::InstallFailureViewController()
+    : BaseViewController(QStringLiteral("InstallFailureViewController")) {
+    PageFrame frame(this);
+    logoImage_ = PageFrame::newImageView(this, QSize(120, 120));
+    subTitleLabel_ = PageFrame::newHeadline(this);
+    descriptionLabel_ = PageFrame::newBodyText(this);
+    frame.column()->addStretch(1);
+    frame.column()->addWidget(logoImage_, 0, Qt::AlignHCenter);
+    frame.column()->addSpacing(14);
+    frame.column()->addWidget(subTitleLabel_);
+    frame.column()->addWidget(descriptionLabel_);
+    frame.column()->addStretch(1);
+    versionLabel_ = frame.versionLabel();
+    closeButton_ = frame.addButton(true);
+    connect(closeButton_, &QPushButton::clicked, this, [this] { closeButtonClicked(); });
+}
+
+void InstallFailureViewController::viewDidLoad() {
+    BaseViewController::viewDidLoad();
+    PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
+    // At once, not queued; the window buttons stay as the installation page left them.
+    setWindowTitleText(tr("Install of VELA desktop application"));
+    closeButton_->setText(tr("Close"));
+    versionLabel_->setText(QStringLiteral("ver.") +
+                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    subTitleLabel_->setText(tr("Installation couldn't be completed"));
+    descriptionLabel_->setText(tr("Error occurred"));
+}
+
+void InstallFailureViewController::closeButtonClicked() {
+    ILog("Start InstallFailureViewController closeButtonClicked");
+    runOnMainQueue(this, [this] { terminate(); });
+    ILog("End InstallFailureViewController closeButtonClicked");
+}
+
+}  // namespace vela

@@ -1,0 +1,93 @@
+#include "InstallStartViewController.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "AlertUtil.h"
+#include "Const.h"
+#include "CustomSegue.h"
+#include "Installation/InstallationViewController.h"
+#include "Log.h"
+#include "MainQueue.h"
+#include "PageFrame.h"
+#include "StartSteps.h"
+#include "platform/CurrentUser.h"
+
+namespace vela {
+
+InstallStartViewController::InstallStartViewController()
+    : BaseViewController(QStringLiteral("InstallStartViewController")) {
+    PageFrame frame(this);
+    logoImage_ = PageFrame::newImageView(this, QSize(120, 120));
+    subTitleLabel_ = PageFrame::newHeadline(this);
+    descriptionLabel_ = PageFrame::newBodyText(this);
+    frame.column()->addStretch(1);
+    frame.column()->addWidget(logoImage_, 0, Qt::AlignHCenter);
+    frame.column()->addSpacing(14);
+    frame.column()->addWidget(subTitleLabel_);
+    frame.column()->addWidget(descriptionLabel_);
+    frame.column()->addStretch(1);
+    versionLabel_ = frame.versionLabel();
+    backButton_ = frame.addButton(false);
+    installButton_ = frame.addButton(true);
+    connect(installButton_, &QPushButton::clicked, this, [this] { installButtonClicked(); });
+    connect(backButton_, &QPushButton::clicked, this, [this] { cancelButtonClicked(); });
+}
+
+void InstallStartViewController::viewDidLoad() {
+    StartSteps::load();
+    // The base class loads only after the run has identified itself in the log.
+    BaseViewController::viewDidLoad();
+    runOnMainQueue(this, [this] {
+        setWindowTitleText(tr("Install of VELA desktop application"));
+        windowCloseButtonEnabled(true);
+        windowMiniaturizeButtonEnabled(true);
+        windowZoomButtonEnabled(false);
+        windowButtonHidden(false);
+    });
+    PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
+    installButton_->setText(tr("Install"));
+    backButton_->setText(tr("Cancel"));
+    versionLabel_->setText(QStringLiteral("ver.") +
+                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    subTitleLabel_->setText(tr("Welcome to VELA installer"));
+    descriptionLabel_->setText(tr("Start install for desktop application"));
+}
+
+void InstallStartViewController::viewWillAppear() {
+    BaseViewController::viewWillAppear();
+    isOverwrite_ = StartSteps::detectInstalledGeneration();
+}
+
+void InstallStartViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
+    BaseViewController::prepareForSegue(segue, sender);
+    if (segue.identifier() == QLatin1String("toInstallation")) {
+        if (auto* installation =
+                dynamic_cast<InstallationViewController*>(segue.destinationController())) {
+            installation->setIsOverwrite(isOverwrite_);
+        }
+    }
+}
+
+void InstallStartViewController::installButtonClicked() {
+    ILog("Start InstallStartViewController installButtonClicked");
+    installButton_->setEnabled(false);
+    if (StartSteps::checkAdministrator(currentUserName())) {
+        performSegueWithIdentifier(QStringLiteral("toInstallation"), installButton_);
+    } else {
+        AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),
+                                       tr("Error"));
+        runOnMainQueue(this, [this] { terminate(); });
+    }
+    ILog("End InstallStartViewController installButtonClicked");
+}
+
+void InstallStartViewController::cancelButtonClicked() {
+    backButton_->setEnabled(false);
+    ILog("Start InstallStartViewController cancelButtonClicked");
+    runOnMainQueue(this, [this] { terminate(); });
+    ILog("End InstallStartViewController cancelButtonClicked");
+}
+
+}  // namespace vela

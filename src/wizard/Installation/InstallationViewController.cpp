@@ -1,0 +1,116 @@
+#include "InstallationViewController.h"
+
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+#include "Bundle.h"
+#include "Const.h"
+#include "CustomSegue.h"
+#include "InstallComplete/InstallCompleteViewController.h"
+#include "InstallationRun.h"
+#include "Log.h"
+#include "MainQueue.h"
+#include "PageFrame.h"
+#include "WizardWindow.h"
+
+namespace vela {
+
+InstallationViewController::InstallationViewController()
+    : BaseViewController(QStringLiteral("InstallationViewController")) {
+    PageFrame frame(this);
+    logoImage_ = PageFrame::newImageView(this, QSize(120, 120));
+    installationLabel_ = PageFrame::newHeadline(this);
+    installationProgressBar_ = PageFrame::newProgressBar(this);
+    installationProgressBar_->setRange(0, 100 * kProgressScale);
+    installationProgressBar_->setValue(0);
+    frame.column()->addStretch(1);
+    frame.column()->addWidget(logoImage_, 0, Qt::AlignHCenter);
+    frame.column()->addSpacing(14);
+    frame.column()->addWidget(installationLabel_);
+    frame.column()->addSpacing(10);
+    frame.column()->addWidget(installationProgressBar_);
+    frame.column()->addStretch(1);
+    versionLabel_ = frame.versionLabel();
+    cancelButton_ = frame.addButton(false);
+    // Two states: the click leaves it on, and that state is the run's cancel flag.
+    cancelButton_->setCheckable(true);
+    connect(cancelButton_, &QPushButton::clicked, this, [this] { cancelButtonClicked(); });
+}
+
+void InstallationViewController::viewDidLoad() {
+    DTrace("start");
+    BaseViewController::viewDidLoad();
+    runOnMainQueue(this, [this] {
+        setWindowTitleText(tr("Install of VELA desktop application"));
+        windowCloseButtonEnabled(true);
+        windowMiniaturizeButtonEnabled(true);
+        windowZoomButtonEnabled(false);
+        windowButtonHidden(false);
+    });
+    PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
+    cancelButton_->setText(tr("Cancel"));
+    versionLabel_->setText(QStringLiteral("ver.") +
+                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    installationLabel_->setText(tr("Installing..."));
+    if (WizardWindow* window = wizardWindow()) {
+        run_ = &window->adoptInstallationRun(
+            std::make_unique<InstallationRun>(*this, Bundle::mainBundle(), isOverwrite_), this);
+        run_->load();  // progress 0; Cancel enabled exactly in an overwrite
+    }
+    DTrace("end");
+}
+
+void InstallationViewController::viewDidAppear() {
+    BaseViewController::viewDidAppear();
+    if (run_) {
+        run_->start();
+    }
+}
+
+void InstallationViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
+    BaseViewController::prepareForSegue(segue, sender);
+    if (segue.identifier() == QLatin1String("toInstallComplete")) {
+        if (auto* complete =
+                dynamic_cast<InstallCompleteViewController*>(segue.destinationController())) {
+            complete->setIsOverwrite(isOverwrite_);
+        }
+    }
+}
+
+void InstallationViewController::setCancelEnabled(bool enabled) {
+    cancelButton_->setEnabled(enabled);
+}
+
+void InstallationViewController::showProgress(float percent) {
+    if (std::isnan(percent)) {
+        return;
+    }
+    // The run's value is not clamped; the bar cannot show more than full.
+    const float clamped = std::fmin(std::fmax(percent, 0.0f), 100.0f);
+    installationProgressBar_->setValue(static_cast<int>(std::lround(clamped * kProgressScale)));
+}
+
+void InstallationViewController::performSegue(const Transition& transition) {
+    if (replaced_) {
+        return;
+    }
+    replaced_ = true;
+    performSegueWithIdentifier(QString::fromStdString(transition.identifier), nullptr);
+}
+
+void InstallationViewController::terminate() {
+    BaseViewController::terminate();
+}
+
+void InstallationViewController::cancelButtonClicked() {
+    cancelRequested_.store(cancelButton_->isChecked());
+    if (run_) {
+        run_->cancelButtonClicked();  // logs the action's Start and End lines itself
+    }
+}
+
+}  // namespace vela

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <atomic>
+
+#include "BaseViewController.h"
+#include "InstallationView.h"
+
+class QLabel;
+class QProgressBar;
+class QPushButton;
+
+namespace vela {
+
+class InstallationRun;
+
+/// The page that shows the installation run: logo, version, status line, a progress bar whose
+/// halves follow the two copies, and the Cancel button whose state is the run's cancel flag.
+/// The run itself belongs to the window, which keeps this page for as long as the run.
+class InstallationViewController : public BaseViewController, public InstallationView {
+    Q_OBJECT
+
+public:
+    /// The bar counts in tenths of a percent, so that a long copy moves it smoothly.
+    static constexpr int kProgressScale = 10;
+
+    InstallationViewController();
+
+    /// Set by the start page before this page loads: replace an existing installation.
+    void setIsOverwrite(bool isOverwrite) { isOverwrite_ = isOverwrite; }
+    bool isOverwrite() const { return isOverwrite_; }
+
+    void viewDidLoad() override;
+    void viewDidAppear() override;
+    void prepareForSegue(CustomSegue& segue, QObject* sender) override;
+
+    /// Any thread: true once Cancel has been clicked (the two-state button stays on).
+    bool isCancelRequested() const override { return cancelRequested_.load(); }
+    void setCancelEnabled(bool enabled) override;
+    void showProgress(float percent) override;
+    /// Only the page's first change counts: it is replaced then, and later reports of the run
+    /// have no page to change.
+    void performSegue(const Transition& transition) override;
+    void terminate() override;
+
+    QPushButton* cancelButton() const { return cancelButton_; }
+    QProgressBar* installationProgressBar() const { return installationProgressBar_; }
+
+private:
+    void cancelButtonClicked();
+
+    bool isOverwrite_ = false;
+    bool replaced_ = false;
+    std::atomic<bool> cancelRequested_{false};
+    InstallationRun* run_ = nullptr;
+    QLabel* logoImage_;
+    QLabel* versionLabel_;
+    QLabel* installationLabel_;
+    QPushButton* cancelButton_;
+    QProgressBar* installationProgressBar_;
+};
+
+}  // namespace vela

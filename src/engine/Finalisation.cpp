@@ -32,14 +32,24 @@ void Finalisation::run() const {
         DTrace("cancel copied");
         return;
     }
+    if (context_.hasFailed()) {
+        rollback_.undoAfterFailure();
+        return;
+    }
     const std::string generation = context_.destDirectoryPath();
     if (!copyLogModeScripts(generation)) {
+        rollback_.undoAfterFailure();
         return;
     }
     DTraceExecute("chown -R root:admin " + shellForm(generation));
     if (context_.isOverwrite()) {
         context_.view().setCancelEnabled(false);
-        if (!terminateDesktopApplication() || !removeOtherGenerations()) {
+        if (!terminateDesktopApplication()) {
+            rollback_.undoAfterFailure();
+            return;
+        }
+        // From here on the new generation is the only complete one: failures keep it.
+        if (!removeOtherGenerations()) {
             return;
         }
     } else if (!offlineFlag_.createDeviceOfflineFlagFile()) {

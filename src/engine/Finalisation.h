@@ -2,6 +2,7 @@
 
 #include "InstallationContext.h"
 #include "OfflineFlag.h"
+#include "Rollback.h"
 
 namespace vela {
 
@@ -11,10 +12,13 @@ namespace vela {
 /// completion page. Each failure is reported and ends it; nothing done before is undone.
 class Finalisation {
 public:
-    Finalisation(const InstallationContext& context, const OfflineFlag& offlineFlag)
-        : context_(context), offlineFlag_(offlineFlag) {}
+    Finalisation(const InstallationContext& context, const OfflineFlag& offlineFlag,
+                 const Rollback& rollback)
+        : context_(context), offlineFlag_(offlineFlag), rollback_(rollback) {}
 
-    /// Main thread. Does nothing when the user has cancelled.
+    /// Main thread. Does nothing when the user has cancelled. After an earlier failure (a copy
+    /// error), or a failure before other generations are touched, it undoes the run instead, so
+    /// that a failed installation loses nothing that was there before.
     void run() const;
 
 private:
@@ -27,6 +31,7 @@ private:
 
     const InstallationContext& context_;
     const OfflineFlag& offlineFlag_;
+    const Rollback& rollback_;
 };
 
 }  // namespace vela

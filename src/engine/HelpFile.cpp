@@ -46,6 +46,7 @@ bool HelpFile::copyHelpFile() const {
     }
     if (fileExistsAtPath(destination)) {
         DTraceExecute("mv " + shellForm(destination) + " " + shellForm(backup));
+        changed_ = true;
         if (fileExistsAtPath(backup)) {
             ILog("renamed help file: %s", destination.c_str());
         } else {
@@ -57,6 +58,7 @@ bool HelpFile::copyHelpFile() const {
         }
     }
     ILog("Copy %s to %s", orNull(source).c_str(), destination.c_str());
+    changed_ = true;
     if (FileCopyUtil::syncCopyAtPath(source, destination)) {
         context_.performSegueToInstallFailure(
             "MSG_E3001",

@@ -18,11 +18,15 @@ public:
     /// Removes the copied file and moves the backup back, if there is one. Best effort.
     void revertHelpFile() const;
 
+    /// Whether this run has moved or replaced the help file (so a revert has something to undo).
+    bool changedHelpFile() const { return changed_; }
+
     static std::string destinationPath();
     static std::string backupPath();
 
 private:
     const InstallationContext& context_;
+    mutable bool changed_ = false;
 };
 
 }  // namespace vela

@@ -17,6 +17,7 @@ InstallationContext::InstallationContext(InstallationView& view, const Bundle& b
 void InstallationContext::performSegueToInstallFailure(const std::string& code,
                                                        const std::string& message) const {
     ELog("code=%s, message=%s", code.c_str(), message.c_str());
+    failed_ = true;
     post(Transition{"toInstallFailure", code, message});
 }
 

@@ -2,6 +2,7 @@
 
 #include <QObject>
 
+#include <atomic>
 #include <optional>
 #include <string>
 
@@ -28,6 +29,15 @@ public:
     const std::string& destOldDirectoryPath() const { return destOldDirectoryPath_; }
     void setDestOldDirectoryPath(std::string path) { destOldDirectoryPath_ = std::move(path); }
 
+    /// Whether a failure has been reported in this run. Any thread.
+    bool hasFailed() const { return failed_; }
+    /// Whether the destination now holds this run's (possibly partial) copy.
+    bool copyStarted() const { return copyStarted_; }
+    void setCopyStarted() { copyStarted_ = true; }
+    /// Whether this run moved the same-version generation aside (so an undo moves it back).
+    bool movedAside() const { return movedAside_; }
+    void setMovedAside(bool moved) { movedAside_ = moved; }
+
     /// "YES" once the user asked to cancel, else "NO" (for trace lines).
     const char* cancelWord() const { return view_.isCancelRequested() ? "YES" : "NO"; }
 
@@ -46,6 +56,9 @@ private:
     QObject* mainContext_;
     std::string destDirectoryPath_;
     std::string destOldDirectoryPath_;
+    mutable std::atomic<bool> failed_{false};
+    bool copyStarted_ = false;
+    bool movedAside_ = false;
 };
 
 }  // namespace vela

@@ -32,7 +32,7 @@ InstallationRun::InstallationRun(InstallationView& view, const Bundle& bundle, b
       helpFile_(context_),
       offlineFlag_(context_),
       rollback_(context_, fileCopyUtil_, deviceDirectory_, helpFile_),
-      finalisation_(context_, offlineFlag_),
+      finalisation_(context_, offlineFlag_, rollback_),
       runEnded_(std::move(runEnded)) {}
 
 InstallationRun::~InstallationRun() = default;
@@ -57,6 +57,7 @@ void InstallationRun::start() {
         removeStaleUserConfiguration();
     }
     if (!deviceDirectory_.createDirectoryDeviceLicenseConfig() || !helpFile_.copyHelpFile()) {
+        rollback_.undoAfterFailure();
         endRun();
         return;
     }
@@ -64,6 +65,7 @@ void InstallationRun::start() {
         context_.bundle().pathForAuxiliaryExecutable(bundleNamed(Const::kClientAppName));
     std::string target = context_.destDirectoryPath() + bundleNamed(Const::kClientAppName);
     ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
+    context_.setCopyStarted();
     fileCopyUtil_.copyFileAtPath(source, target);
     if (!context_.isOverwrite()) {
         context_.view().setCancelEnabled(true);
@@ -96,6 +98,8 @@ bool InstallationRun::moveSameVersionAside() {
     ILog("destOldDirectoryPath: %s", context_.destOldDirectoryPath().c_str());
     // A failed move has been reported inside; the preparation goes on regardless.
     rollback_.renameDirectoryAtPath(destination, context_.destOldDirectoryPath());
+    context_.setMovedAside(!fileExistsAtPath(destination) &&
+                           fileExistsAtPath(context_.destOldDirectoryPath()));
     return true;
 }
 

@@ -19,12 +19,10 @@ void Rollback::cancelButtonClicked() const {
     // The copy must have ended before anything is restored under the generation's name, or it
     // would go on writing into (and its completion would then remove) the restored generation.
     copier_.stopAndWait();
-    const std::string& destination = context_.destDirectoryPath();
-    ILog("Remove application module: %s", destination.c_str());
-    DTraceExecute(removalCommand("-rf", destination));
+    removeNewGeneration();
     if (context_.isOverwrite()) {
         DTrace("cancelation with over write");
-        renameDirectoryAtPath(context_.destOldDirectoryPath(), destination);
+        renameDirectoryAtPath(context_.destOldDirectoryPath(), context_.destDirectoryPath());
         helpFile_.revertHelpFile();
     } else {
         DTrace("cancelation with new installation");
@@ -38,6 +36,27 @@ void Rollback::cancelButtonClicked() const {
     ILog("End InstallationViewController cancelButtonClicked");
     InstallationView* view = &context_.view();
     runOnMainQueue(context_.mainContext(), [view] { view->terminate(); });
+}
+
+void Rollback::removeNewGeneration() const {
+    const std::string& destination = context_.destDirectoryPath();
+    ILog("Remove application module: %s", destination.c_str());
+    DTraceExecute(removalCommand("-rf", destination));
+}
+
+void Rollback::undoAfterFailure() const {
+    DTrace("start");
+    ILog("Undo the installation after a failure");
+    if (context_.copyStarted()) {
+        removeNewGeneration();
+    }
+    if (context_.movedAside()) {
+        renameDirectoryAtPath(context_.destOldDirectoryPath(), context_.destDirectoryPath());
+    }
+    if (helpFile_.changedHelpFile() && context_.isOverwrite()) {
+        helpFile_.revertHelpFile();
+    }
+    DTrace("end");
 }
 
 void Rollback::renameDirectoryAtPath(const std::string& source, const std::string& target) const {

@@ -4,6 +4,9 @@
 #include <QWidget>
 
 #include <memory>
+#include <optional>
+
+#include "Bundle.h"
 
 class QVBoxLayout;
 
@@ -39,6 +42,13 @@ public:
     void setStandardButtonsHidden(bool hidden);
     bool standardButtonsHidden() const { return buttonsHidden_; }
 
+    /// The installer bundle whose payload an installation copies: the process's own unless
+    /// another was set (before the installation page loads).
+    void setInstallerBundle(Bundle bundle) { installerBundle_ = std::move(bundle); }
+    const Bundle& installerBundle() const {
+        return installerBundle_ ? *installerBundle_ : Bundle::mainBundle();
+    }
+
     /// Keeps `run`, and `view` (the page it reports to), for the rest of the window's life: the
     /// run may still report after its page has been replaced.
     InstallationRun& adoptInstallationRun(std::unique_ptr<InstallationRun> run,
@@ -53,6 +63,7 @@ private:
 
     QVBoxLayout* layout_;
     BaseViewController* content_ = nullptr;
+    std::optional<Bundle> installerBundle_;
     QPointer<BaseViewController> runView_;
     std::unique_ptr<InstallationRun> run_;
     bool closeEnabled_ = true;

@@ -185,9 +185,9 @@ TEST_F(NewInstallation, AFileWhereTheDeviceDirectoryBelongsIsAFailure) {
     EXPECT_FALSE(logContains("command execute: chown"));
 }
 
-// A special file in the payload cannot be copied: the failure is reported at once, and the run
-// still goes on to the uninstaller and the finalisation, as the installer always has.
-TEST_F(NewInstallation, ACopyErrorFailsButTheChainGoesOn) {
+// A special file in the payload cannot be copied: the failure is reported at once, the run still
+// goes on through the uninstaller copy, and the finalisation then undoes what the run did.
+TEST_F(NewInstallation, ACopyErrorFailsTheChainGoesOnAndNothingHalfDoneStays) {
     useBundleCopy();
     ASSERT_EQ(::mkfifo((bundle + "/Contents/MacOS/VELA.app/Contents/pipe").c_str(), 0600), 0);
     RunResult result = install();
@@ -195,9 +195,12 @@ TEST_F(NewInstallation, ACopyErrorFailsButTheChainGoesOn) {
     EXPECT_NE(result.err.find("MSG_E3001: Installation couldn't be completed"), std::string::npos);
     long failure = logIndexOf("[ERROR] code=MSG_E3001, message=Installation couldn't be completed");
     ASSERT_GE(failure, 0);
-    EXPECT_GT(logIndexOf("VELA-Uninstaller.app"), failure);
-    EXPECT_GT(logIndexOf("[INFO] End Installation process"), failure);
-    EXPECT_TRUE(exists(generation() + "/VELA-Uninstaller.app/Contents/MacOS/VELA-Uninstaller"));
+    long uninstaller = logIndexOf("VELA-Uninstaller.app", failure);
+    EXPECT_GT(uninstaller, failure);
+    EXPECT_GT(logIndexOf("[INFO] Undo the installation after a failure", uninstaller), uninstaller);
+    EXPECT_FALSE(logContains("[INFO] End Installation process"));
+    EXPECT_FALSE(exists(generation()));
+    EXPECT_FALSE(exists(root.at("/Applications/Quillmark/VELA")));
 }
 
 TEST_F(NewInstallation, AMissingLaunchAgentFileIsNotFatal) {

@@ -7,7 +7,6 @@
 
 #include <cmath>
 
-#include "Bundle.h"
 #include "Const.h"
 #include "CustomSegue.h"
 #include "InstallComplete/InstallCompleteViewController.h"
@@ -58,7 +57,8 @@ void InstallationViewController::viewDidLoad() {
     installationLabel_->setText(tr("Installing..."));
     if (WizardWindow* window = wizardWindow()) {
         run_ = &window->adoptInstallationRun(
-            std::make_unique<InstallationRun>(*this, Bundle::mainBundle(), isOverwrite_), this);
+            std::make_unique<InstallationRun>(*this, window->installerBundle(), isOverwrite_),
+            this);
         run_->load();  // progress 0; Cancel enabled exactly in an overwrite
     }
     DTrace("end");

@@ -1,0 +1,159 @@
+#include "WizardFixture.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QTest>
+#include <QTimer>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "Const.h"
+#include "Storyboard.h"
+
+namespace vela::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kWatchdogMs = 180000;
+
+// Copies of the built bundle live in one folder per process, removed at its end.
+const std::string& bundleCopies() {
+    static const std::string base = [] {
+        std::string pattern = (fs::temp_directory_path() / "vela-bundles-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            return std::string();
+        }
+        static const std::string remove = pattern;
+        std::atexit([] {
+            std::error_code ec;
+            fs::remove_all(remove, ec);
+        });
+        return pattern;
+    }();
+    return base;
+}
+
+std::string copyOfBuiltBundle(const std::string& name) {
+    const fs::path target = fs::path(bundleCopies()) / name / "VELA-device-Installer.app";
+    fs::create_directories(target.parent_path());
+    fs::copy(VELA_TEST_BUNDLE_DIR, target, fs::copy_options::recursive);
+    return target.string();
+}
+
+}  // namespace
+
+WizardFixture::WizardFixture() {
+    Const::setTargetRoot(root.root());
+}
+
+WizardFixture::~WizardFixture() {
+    Const::setTargetRoot("/");
+}
+
+int WizardFixture::runWizard(const std::function<void(WizardWindow&)>& script,
+                             const std::optional<Bundle>& bundle) {
+    std::unique_ptr<WizardWindow> window = Storyboard::instantiateWindow();
+    if (bundle) {
+        window->setInstallerBundle(*bundle);
+    }
+    window->show();
+    QTimer::singleShot(0, window.get(), [&script, &window] { script(*window); });
+    QTimer watchdog;
+    watchdog.setSingleShot(true);
+    QObject::connect(&watchdog, &QTimer::timeout, [] { QCoreApplication::exit(-1); });
+    watchdog.start(kWatchdogMs);
+    const int status = QApplication::exec();
+    window.reset();
+    return status;
+}
+
+void WizardFixture::click(QAbstractButton* button) {
+    ASSERT_NE(button, nullptr);
+    ASSERT_TRUE(button->isVisible()) << button->text().toStdString();
+    ASSERT_TRUE(button->isEnabled()) << button->text().toStdString();
+    QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, button->rect().center());
+}
+
+void WizardFixture::answerNextAlert(int index) {
+    auto* timer = new QTimer();
+    timer->setInterval(10);
+    QObject::connect(timer, &QTimer::timeout, [this, timer, index] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr || !box->isVisible()) {
+            return;
+        }
+        AlertSeen seen;
+        seen.title = box->text();
+        seen.message = box->informativeText();
+        seen.icon = box->icon();
+        const QList<QAbstractButton*> buttons = box->buttons();
+        for (QAbstractButton* button : buttons) {
+            seen.buttons << button->text();
+        }
+        alerts.push_back(seen);
+        saveScreenshot(box, alertScreenshotName.isEmpty()
+                                ? QStringLiteral("alert-%1").arg(alerts.size())
+                                : alertScreenshotName);
+        timer->stop();
+        timer->deleteLater();
+        if (index < buttons.size()) {
+            QTest::mouseClick(buttons.at(index), Qt::LeftButton);
+        }
+    });
+    timer->start();
+}
+
+void WizardFixture::saveScreenshot(QWidget* widget, const QString& name) {
+    QDir().mkpath(QStringLiteral(VELA_SCREENSHOT_DIR));
+    widget->grab().save(QStringLiteral(VELA_SCREENSHOT_DIR "/") + name + QStringLiteral(".png"));
+}
+
+long WizardFixture::indexOf(const std::string& text, long from) const {
+    const std::vector<std::string> all = messages();
+    for (long i = std::max(0L, from); i < static_cast<long>(all.size()); ++i) {
+        if (all[static_cast<std::size_t>(i)].find(text) != std::string::npos) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+long WizardFixture::countOf(const std::string& text) const {
+    long count = 0;
+    for (const std::string& message : messages()) {
+        if (message.find(text) != std::string::npos) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+const Bundle& WizardFixture::largeBundle(int megabytes) {
+    static const Bundle bundle = [megabytes] {
+        const std::string path = copyOfBuiltBundle("large");
+        const fs::path data = fs::path(path) / "Contents/MacOS/VELA.app/Contents/Resources/data";
+        fs::create_directories(data);
+        const std::string block(2 * 1024 * 1024, 'v');
+        for (int i = 0; i < megabytes / 2; ++i) {
+            std::ofstream(data / ("block" + std::to_string(i) + ".bin"), std::ios::binary) << block;
+        }
+        return Bundle(path);
+    }();
+    return bundle;
+}
+
+const Bundle& WizardFixture::bundleWithoutUninstaller() {
+    static const Bundle bundle = [] {
+        const std::string path = copyOfBuiltBundle("no-uninstaller");
+        fs::remove_all(fs::path(path) / "Contents/MacOS/VELA-Uninstaller.app");
+        return Bundle(path);
+    }();
+    return bundle;
+}
+
+}  // namespace vela::test

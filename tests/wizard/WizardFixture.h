@@ -1,0 +1,84 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QMessageBox>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Bundle.h"
+#include "EventLoop.h"
+#include "LogReader.h"
+#include "TempInstallRoot.h"
+#include "WizardWindow.h"
+
+class QAbstractButton;
+
+namespace vela::test {
+
+/// What an alert showed before the test answered it.
+struct AlertSeen {
+    QString title;    // the headline
+    QString message;  // the smaller text
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    QStringList buttons;
+};
+
+/// A fresh target root for the wizard of this process, a reader of the log from the test's
+/// start on, and the application's event loop to run the wizard in.
+class WizardFixture : public testing::Test {
+protected:
+    WizardFixture();
+    ~WizardFixture() override;
+
+    /// Shows a new wizard window (installing from `bundle` when given) and runs the
+    /// application's event loop with `script` started inside it. Returns the loop's status once
+    /// the application has ended; -1 if it had not ended after a generous watchdog.
+    int runWizard(const std::function<void(WizardWindow&)>& script,
+                  const std::optional<Bundle>& bundle = std::nullopt);
+
+    /// Waits until the window shows a page of type `Page`; null after the timeout.
+    template <typename Page>
+    static Page* waitForPage(WizardWindow& window, int timeoutMs = 60000) {
+        Page* page = nullptr;
+        waitUntil(
+            [&] {
+                page = dynamic_cast<Page*>(window.contentViewController());
+                return page != nullptr;
+            },
+            timeoutMs);
+        return page;
+    }
+
+    /// A real mouse click in the middle of `button`.
+    static void click(QAbstractButton* button);
+    /// Answers the next alert that appears with its button `index`, recording it in `alerts`.
+    void answerNextAlert(int index = 0);
+
+    /// Saves `widget` as build/screenshots/<name>.png.
+    static void saveScreenshot(QWidget* widget, const QString& name);
+
+    /// "[LEVEL] message" of every line logged since the test began.
+    std::vector<std::string> messages() const { return log.messages(); }
+    /// Index of the first message containing `text` at or after `from`; -1 if none.
+    long indexOf(const std::string& text, long from = 0) const;
+    long countOf(const std::string& text) const;
+
+    /// A copy of the built installer bundle whose VELA.app carries `megabytes` of extra data,
+    /// made once per process: its copy lasts long enough to watch and to cancel.
+    static const Bundle& largeBundle(int megabytes = 1024);
+    /// A copy of the built bundle without its uninstaller: the second copy fails.
+    static const Bundle& bundleWithoutUninstaller();
+
+    TempInstallRoot root;
+    LogReader log;
+    std::vector<AlertSeen> alerts;
+    /// Where answerNextAlert saves the alert it answers (a numbered name when empty).
+    QString alertScreenshotName;
+};
+
+}  // namespace vela::test

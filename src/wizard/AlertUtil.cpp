@@ -18,6 +18,10 @@ int runAlert(const QString& message, const QString& title, QMessageBox::Icon ico
              const AlertUtil::CompletionHandler& completionHandler) {
     QMessageBox box(window);
     box.setIcon(icon);
+    // The headline in bold and room for a sentence per line, as alerts look elsewhere.
+    box.setStyleSheet(
+        QStringLiteral("QLabel#qt_msgbox_label { font-weight: 600; min-width: 300px; }"
+                       "QLabel#qt_msgbox_informativelabel { min-width: 300px; }"));
     box.setTextFormat(Qt::PlainText);
     box.setText(title.isNull() ? QString() : title);
     if (!message.isNull()) {

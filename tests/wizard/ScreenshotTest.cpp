@@ -70,7 +70,7 @@ TEST_P(Screenshots, OfTheRoadOfANewInstallation) {
             auto* installation = waitForPage<InstallationViewController>(window);
             ASSERT_NE(installation, nullptr);
             ASSERT_TRUE(
-                waitUntil([&] { return installation->installationProgressBar()->value() > 0; }));
+                waitUntil([&] { return installation->installationProgressBar()->value() >= 200; }));
             shoot(window, QStringLiteral("2-installation"));
             auto* complete = waitForPage<InstallCompleteViewController>(window);
             ASSERT_NE(complete, nullptr);

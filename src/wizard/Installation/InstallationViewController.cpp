@@ -31,7 +31,8 @@ InstallationViewController::InstallationViewController()
     frame.column()->addSpacing(14);
     frame.column()->addWidget(installationLabel_);
     frame.column()->addSpacing(10);
-    frame.column()->addWidget(installationProgressBar_);
+    installationProgressBar_->setFixedWidth(440);
+    frame.column()->addWidget(installationProgressBar_, 0, Qt::AlignHCenter);
     frame.column()->addStretch(1);
     versionLabel_ = frame.versionLabel();
     cancelButton_ = frame.addButton(false);

@@ -7,7 +7,7 @@
 
 namespace vela {
 
-AppDelegate::AppDelegate(QApplication& application, std::chrono::milliseconds terminationPause)
+AppDelegate::AppDelegate(QCoreApplication& application, std::chrono::milliseconds terminationPause)
     : terminationPause_(terminationPause) {
     QApplication::setQuitOnLastWindowClosed(applicationShouldTerminateAfterLastWindowClosed());
     QObject::connect(&application, &QCoreApplication::aboutToQuit, &application,

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-class QApplication;
+class QCoreApplication;
 
 namespace vela {
 
@@ -14,7 +14,7 @@ public:
 
     /// Makes `application` end after its last window closes and calls applicationWillTerminate
     /// when its event loop is about to return.
-    explicit AppDelegate(QApplication& application,
+    explicit AppDelegate(QCoreApplication& application,
                          std::chrono::milliseconds terminationPause = kTerminationPause);
 
     void applicationDidFinishLaunching() {}

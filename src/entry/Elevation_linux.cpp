@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "PkexecElevation.h"
@@ -125,7 +126,11 @@ ElevationResult PkexecElevation::executeWithPrivileges(const std::string& tool,
         return {ElevationOutcome::ExecuteFailed, spawned};
     }
 
-    // posix_spawn returns once pkexec runs; it keeps its name until it has been authorised.
+    // pkexec keeps its name until it has been authorised and replaced itself. Right after the
+    // spawn the child may still show this process's name for a moment, which means nothing yet.
+    const std::string ownName = processName(::getpid());
+    const std::string pkexecName = std::filesystem::path(pkexec_).filename().string().substr(0, 15);
+    bool pkexecSeen = false;
     for (;;) {
         int raw = 0;
         if (::waitpid(pid_, &raw, WNOHANG) == pid_) {
@@ -148,7 +153,9 @@ ElevationResult PkexecElevation::executeWithPrivileges(const std::string& tool,
             break;  // the program ran and has already ended; its reply is in the pipe
         }
         const std::string name = processName(pid_);
-        if (!name.empty() && name != "pkexec") {
+        if (name == pkexecName) {
+            pkexecSeen = true;
+        } else if (!name.empty() && (pkexecSeen || name != ownName)) {
             break;
         }
         ::poll(nullptr, 0, kPollIntervalMs);

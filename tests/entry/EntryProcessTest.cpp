@@ -1,0 +1,114 @@
+// The real wizard executable of the built bundle, started as an administrator and as a user
+// outside "admin", on the offscreen platform. The wizard waits for clicks; SIGTERM ends it as a
+// session's end would, through the delegate's pause.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "EventLoop.h"
+#include "Files.h"
+#include "InstallLock.h"
+#include "Process.h"
+#include "TempInstallRoot.h"
+
+namespace vela::test {
+namespace {
+
+class WizardProcess : public testing::Test {
+protected:
+    std::map<std::string, std::string> environment() const {
+        return {{"HOME", root.home()},
+                {"VELA_TARGET_ROOT", root.root()},
+                {"VELA_MAIN_BUNDLE", ""},
+                {"QT_QPA_PLATFORM", "offscreen"},
+                {"PKEXEC_UID", ""}};
+    }
+    std::vector<std::string> log() const { return readLines(root.logPath()); }
+    bool logHas(const std::string& text) const {
+        for (const std::string& line : log()) {
+            if (line.find(text) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+    bool waitForLog(const std::string& text) const {
+        return waitUntil([&] { return logHas(text); }, 60000);
+    }
+
+    TempInstallRoot root;
+};
+
+TEST_F(WizardProcess, AStandardUserGetsTheWizardWithoutAnyPasswordDialog) {
+    ASSERT_EQ(::chmod(root.base().c_str(), 0755), 0);
+    ASSERT_EQ(::chown(root.home().c_str(), 65534, 65534), 0);
+    Process wizard({VELA_TEST_WIZARD}, environment(), uid_t{65534});
+    ASSERT_TRUE(waitForLog("Start Install for desktop application")) << wizard.err();
+    wizard.signal(SIGTERM);
+    EXPECT_EQ(wizard.wait(), 0) << wizard.err();
+    EXPECT_TRUE(logHas("[INFO] nobody Device Installer module starting by nobody"));
+    EXPECT_TRUE(logHas("[INFO] nobody performed by standard user: nobody"));
+    EXPECT_FALSE(logHas("Authorization"));
+}
+
+TEST_F(WizardProcess, TheElevatedInstanceOfAnAdministratorGetsTheWizard) {
+    Process wizard({VELA_TEST_WIZARD, "isPrivileges"}, environment());
+    ASSERT_TRUE(waitForLog("Start Install for desktop application")) << wizard.err();
+    wizard.signal(SIGTERM);
+    EXPECT_EQ(wizard.wait(), 0) << wizard.err();
+    EXPECT_TRUE(
+        logHas("[INFO] root Device Installer module starting by root performed as privileges "
+               "administrative user"));
+    EXPECT_TRUE(logHas("[INFO] root performed as privileges administrative user: root"));
+}
+
+TEST_F(WizardProcess, ASecondInstallerOnTheSameTargetIsRefused) {
+    InstallLock busy(root.root());  // as another installer holds it
+    ASSERT_TRUE(busy.isHeld());
+    Process wizard({VELA_TEST_WIZARD, "isPrivileges"}, environment());
+    ASSERT_TRUE(waitForLog("[WARN] root another installer is working on " + root.root()))
+        << wizard.err();
+    wizard.signal(SIGTERM);  // dismisses the alert by ending the application
+    EXPECT_EQ(wizard.wait(), 1);
+    EXPECT_FALSE(logHas("Start Install for desktop application"));
+}
+
+// As far as pkexec runs here: without a polkit authority it fails, which is the failed case;
+// where one answers (root is authorised without a dialog), the elevated instance starts with
+// the launcher's home and target, and the launcher waits for it.
+TEST_F(WizardProcess, AnAdministratorIsRelaunchedThroughPkexec) {
+    const std::string elevated = "performed as privileges administrative user: root";
+    Process launcher({VELA_TEST_WIZARD}, environment());
+    bool ended = false;
+    ASSERT_TRUE(waitUntil([&] {
+        siginfo_t info{};
+        ended = ::waitid(P_PID, static_cast<id_t>(launcher.pid()), &info,
+                         WEXITED | WNOHANG | WNOWAIT) == 0 &&
+                info.si_pid == launcher.pid();
+        return ended || logHas(elevated);
+    }));
+    if (!ended) {
+        // The elevated wizard waits for clicks: end it as a session's end would.
+        for (const std::string& line : log()) {
+            if (line.find(elevated) != std::string::npos) {
+                const std::size_t open = line.find('[');
+                ::kill(static_cast<pid_t>(std::stol(line.substr(open + 1))), SIGTERM);
+            }
+        }
+        EXPECT_EQ(launcher.wait(), 255) << launcher.err();
+        EXPECT_TRUE(logHas("Installer succeeded at AuthorizationExecuteWithPrivileges: status: 0"));
+        EXPECT_TRUE(logHas("Installer get executed standard output:[]"));
+        return;
+    }
+    EXPECT_EQ(launcher.wait(), 1) << launcher.err();
+    EXPECT_TRUE(logHas("[INFO] root Device Installer module starting by root"));
+    EXPECT_TRUE(logHas("Installer failed at AuthorizationExecuteWithPrivileges: status: 127"));
+    EXPECT_FALSE(logHas("performed as privileges administrative user"));
+}
+
+}  // namespace
+}  // namespace vela::test

@@ -1,0 +1,102 @@
+// The pkexec backend against a stand-in named "pkexec" that behaves as pkexec does in each case
+// (it ends with 126 or 127 and its message, or replaces itself with the program).
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "Files.h"
+#include "PkexecElevation.h"
+#include "ScopedEnvironment.h"
+#include "TempInstallRoot.h"
+
+namespace vela::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PkexecBackend : public testing::Test {
+protected:
+    std::string script(const std::string& name, const std::string& body) {
+        const std::string path = root.base() + "/bin/" + name;
+        writeFile(path, "#!/bin/sh\n" + body);
+        fs::permissions(path,
+                        fs::perms::owner_all | fs::perms::group_read | fs::perms::others_read);
+        return path;
+    }
+
+    ElevationResult request(PkexecElevation& elevation) {
+        return elevation.executeWithPrivileges(tool_, {"isPrivileges"}, false);
+    }
+
+    TempInstallRoot root;
+    std::string tool_ = script("VELA-device-Installer",
+                               "printf '%s\\n' \"$0\" \"$@\" > \"$(dirname \"$0\")/arguments\"\n"
+                               "env > \"$(dirname \"$0\")/environment\"\n"
+                               "printf 0\n");
+};
+
+TEST_F(PkexecBackend, DismissedOrRefusedIsCancelledAndOtherFailuresFailed) {
+    struct Row {
+        const char* body;
+        ElevationOutcome outcome;
+        int status;
+    };
+    const Row rows[] = {
+        {"exit 126\n", ElevationOutcome::Cancelled, 126},
+        {"echo 'Error executing command as another user: Not authorized' >&2\n"
+         "echo 'This incident has been reported.' >&2\nexit 127\n",
+         ElevationOutcome::Cancelled, 127},
+        {"echo 'Error getting authority: Error initializing authority: Could not connect' >&2\n"
+         "exit 127\n",
+         ElevationOutcome::ExecuteFailed, 127},
+        {"kill -KILL $$\n", ElevationOutcome::ExecuteFailed, 128 + 9},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.body);
+        PkexecElevation elevation(script("pkexec", row.body));
+        const ElevationResult result = request(elevation);
+        EXPECT_EQ(result.outcome, row.outcome);
+        EXPECT_EQ(result.status, row.status);
+        EXPECT_EQ(result.reply, nullptr);
+        EXPECT_FALSE(exists(root.base() + "/bin/arguments")) << "the program never ran";
+    }
+}
+
+TEST_F(PkexecBackend, AMissingPkexecCannotCreateTheRequest) {
+    PkexecElevation elevation(root.base() + "/bin/no-pkexec");
+    const ElevationResult result = request(elevation);
+    EXPECT_EQ(result.outcome, ElevationOutcome::CreateFailed);
+    EXPECT_EQ(result.status, ENOENT);
+}
+
+TEST_F(PkexecBackend, TheAuthorisedProgramGetsItsArgumentsAndWhatItNeedsToFindTheUser) {
+    ScopedEnvironment display("DISPLAY", ":42");
+    ScopedEnvironment target("VELA_TARGET_ROOT", root.root());
+    ScopedEnvironment home("HOME", root.home());
+    ScopedEnvironment secret("VELA_UNRELATED", "not passed on");
+    // Like pkexec: a clean environment, then the program in its place.
+    PkexecElevation elevation(script("pkexec", "exec env -i \"$@\"\n"));
+    ElevationResult result = request(elevation);
+    ASSERT_EQ(result.outcome, ElevationOutcome::Executing);
+    ASSERT_NE(result.reply, nullptr);
+    char reply[128] = {};
+    ASSERT_NE(std::fgets(reply, sizeof reply, result.reply), nullptr);
+    EXPECT_STREQ(reply, "0");
+    elevation.release(result.reply, false);
+
+    EXPECT_EQ(readLines(root.base() + "/bin/arguments"),
+              (std::vector<std::string>{tool_, "isPrivileges"}));
+    const std::vector<std::string> environment = readLines(root.base() + "/bin/environment");
+    auto passed = [&](const std::string& entry) {
+        return std::find(environment.begin(), environment.end(), entry) != environment.end();
+    };
+    EXPECT_TRUE(passed("DISPLAY=:42"));
+    EXPECT_TRUE(passed("VELA_TARGET_ROOT=" + root.root()));
+    EXPECT_TRUE(passed("HOME=" + root.home()));
+    EXPECT_FALSE(passed("VELA_UNRELATED=not passed on"));
+}
+
+}  // namespace
+}  // namespace vela::test

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 
@@ -11,11 +12,20 @@ namespace vela {
 namespace {
 
 int gPipe[2] = {-1, -1};
+std::atomic<bool> gCancelAllowed{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "read inside a signal handler");
+
+constexpr char kRefusal[] =
+    "vela-device-install: the installation cannot be cancelled at this point; it goes on\n";
 
 void onSignal(int signal) {
     int saved = errno;
-    unsigned char byte = static_cast<unsigned char>(signal);
-    [[maybe_unused]] ssize_t ignored = ::write(gPipe[1], &byte, 1);
+    if (gCancelAllowed.load()) {
+        unsigned char byte = static_cast<unsigned char>(signal);
+        [[maybe_unused]] ssize_t ignored = ::write(gPipe[1], &byte, 1);
+    } else {
+        [[maybe_unused]] ssize_t ignored = ::write(STDERR_FILENO, kRefusal, sizeof kRefusal - 1);
+    }
     errno = saved;
 }
 
@@ -45,6 +55,14 @@ SignalCancel::~SignalCancel() {
             fd = -1;
         }
     }
+}
+
+void SignalCancel::setCancelAllowed(bool allowed) {
+    gCancelAllowed = allowed;
+}
+
+bool SignalCancel::isCancelAllowed() {
+    return gCancelAllowed;
 }
 
 void SignalCancel::drain() {

@@ -21,6 +21,9 @@ UnattendedInstall::UnattendedInstall() : progress_(stderr, ::isatty(STDERR_FILEN
 UnattendedInstall::~UnattendedInstall() = default;
 
 int UnattendedInstall::exec() {
+    // From the start: until cancelling is allowed, a signal is refused instead of ending the
+    // process somewhere inside a step.
+    signals_ = std::make_unique<SignalCancel>([this](int signal) { onSignal(signal); });
     const std::string user = currentUserName();
     primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
     StartSteps::load();
@@ -40,7 +43,6 @@ int UnattendedInstall::exec() {
                  orNull(Const::getCurrentAppVersion()).c_str(),
                  Const::appBaseDirectoryPath().c_str());
 
-    signals_ = std::make_unique<SignalCancel>([this](int signal) { onSignal(signal); });
     run_ = std::make_unique<InstallationRun>(*this, Bundle::mainBundle(), isOverwrite,
                                              [this] { onRunEnded(); });
     run_->load();
@@ -57,7 +59,7 @@ void UnattendedInstall::performSegue(const Transition& transition) {
         return;
     }
     pageReplaced_ = true;
-    cancelEnabled_ = false;
+    SignalCancel::setCancelAllowed(false);
     firstTransition_ = transition;
     progress_.finishLine();
     if (transition.identifier == "toInstallFailure") {
@@ -70,7 +72,8 @@ void UnattendedInstall::onSignal(int signal) {
         return;
     }
     progress_.finishLine();
-    if (!cancelEnabled_) {
+    if (!SignalCancel::isCancelAllowed()) {
+        // Allowed when the signal came, but a step has disabled Cancel since.
         std::fprintf(stderr,
                      "vela-device-install: signal %d: the installation cannot be cancelled at this "
                      "point; it goes on\n",

@@ -33,7 +33,7 @@ public:
     int exec();
 
     bool isCancelRequested() const override { return cancelRequested_; }
-    void setCancelEnabled(bool enabled) override { cancelEnabled_ = enabled; }
+    void setCancelEnabled(bool enabled) override { SignalCancel::setCancelAllowed(enabled); }
     void showProgress(float percent) override { progress_.show(percent); }
     void performSegue(const Transition& transition) override;
     void terminate() override {}
@@ -47,7 +47,6 @@ private:
     std::unique_ptr<SignalCancel> signals_;
     std::optional<Transition> firstTransition_;
     std::atomic<bool> cancelRequested_{false};
-    bool cancelEnabled_ = false;
     bool pageReplaced_ = false;
 };
 

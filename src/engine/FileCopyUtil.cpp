@@ -75,7 +75,7 @@ FileCopyUtil::FileCopyUtil(FileCopyUtilDelegate* delegate) : delegate_(delegate)
 
 FileCopyUtil::~FileCopyUtil() {
     std::unique_lock lock(mutex_);
-    finished_.wait(lock, [this] { return state_ != State::Running; });
+    finished_.wait(lock, [this] { return runningWorkers_ == 0; });
 }
 
 void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
@@ -91,7 +91,7 @@ void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
     stopRequested_ = false;
     {
         std::lock_guard lock(mutex_);
-        state_ = State::Scheduled;
+        scheduled_ = true;
     }
     timer_.start();
     QTimer::singleShot(kStartDelayMs, this, [this] { startCopy(); });
@@ -100,9 +100,9 @@ void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
 void FileCopyUtil::stopAndWait() {
     stopRequested_ = true;
     std::unique_lock lock(mutex_);
-    if (state_ == State::Scheduled) {
+    if (scheduled_) {
         // Not started yet: it never will, and its completion is delivered here instead.
-        state_ = State::Idle;
+        scheduled_ = false;
         lock.unlock();
         timer_.stop();
         if (delegate_) {
@@ -111,12 +111,12 @@ void FileCopyUtil::stopAndWait() {
         }
         return;
     }
-    finished_.wait(lock, [this] { return state_ != State::Running; });
+    finished_.wait(lock, [this] { return runningWorkers_ == 0; });
 }
 
 bool FileCopyUtil::isCopying() const {
     std::lock_guard lock(mutex_);
-    return state_ != State::Idle;
+    return scheduled_ || runningWorkers_ > 0;
 }
 
 std::uint64_t FileCopyUtil::bytesAt(const std::string& path) const {
@@ -140,10 +140,11 @@ void FileCopyUtil::checkFileSize() {
 void FileCopyUtil::startCopy() {
     {
         std::lock_guard lock(mutex_);
-        if (state_ != State::Scheduled) {
+        if (!scheduled_) {
             return;  // stopped before it started
         }
-        state_ = State::Running;
+        scheduled_ = false;
+        ++runningWorkers_;
     }
     std::optional<std::string> source = sourcePath_;
     std::string target = targetPath_;
@@ -180,7 +181,7 @@ void FileCopyUtil::startCopy() {
 
 void FileCopyUtil::finishWorker() {
     std::lock_guard lock(mutex_);
-    state_ = State::Idle;
+    --runningWorkers_;
     finished_.notify_all();
 }
 

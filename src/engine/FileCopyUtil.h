@@ -53,10 +53,13 @@ private:
     bool isDirectory_ = false;
     std::uint64_t sourceBytes_ = 0;
 
-    enum class State { Idle, Scheduled, Running };
+    // A copy is scheduled from copyFileAtPath until its worker starts. Workers are counted, not
+    // flagged: the next copy is scheduled from inside the previous worker's completion, before
+    // that worker has returned.
     mutable std::mutex mutex_;
     std::condition_variable finished_;
-    State state_ = State::Idle;
+    bool scheduled_ = false;
+    int runningWorkers_ = 0;
     std::atomic<bool> stopRequested_{false};
 };
 

@@ -77,6 +77,27 @@ std::string CliFixture::useBundleCopy() {
     return bundle;
 }
 
+void CliFixture::growPayload(const std::string& app, std::uintmax_t bytes, int files) {
+    if (bundle.empty()) {
+        useBundleCopy();
+    }
+    const std::string dir = bundle + "/Contents/MacOS/" + app + "/Contents/Resources/Fonts";
+    fs::create_directories(dir);
+    for (int i = 0; i < files; ++i) {
+        std::string path = dir + "/font-" + std::to_string(i) + ".otf";
+        writeFile(path, "x");
+        fs::resize_file(path, bytes / static_cast<std::uintmax_t>(files));
+    }
+}
+
+void CliFixture::installPreviousGeneration() {
+    std::string saved = bundle;
+    bundle.clear();
+    RunResult result = install();
+    bundle = saved;
+    ASSERT_EQ(result.status, 0) << result.err;
+}
+
 std::string CliFixture::generation(const std::string& version) const {
     return root.at("/Applications/Quillmark/VELA-Ver" + version);
 }

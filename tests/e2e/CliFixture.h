@@ -35,6 +35,13 @@ protected:
     /// A copy of the built installer bundle to change; the front end then uses it.
     std::string useBundleCopy();
 
+    /// Adds `files` files of `bytes` in total (sparse, so quick to make, but copied in full)
+    /// inside `app` ("VELA.app" or "VELA-Uninstaller.app") of the bundle copy, so that copying
+    /// it takes a while.
+    void growPayload(const std::string& app, std::uintmax_t bytes, int files);
+    /// Runs a plain installation from the built bundle, so that a previous generation exists.
+    void installPreviousGeneration();
+
     std::string generation(const std::string& version = VELA_TEST_VERSION) const;
     std::string deviceDirectory() const;
     /// Starts a sample application from `bundlePath`/Contents/MacOS/VELA.

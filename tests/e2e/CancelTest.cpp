@@ -1,0 +1,123 @@
+#include <signal.h>
+
+#include <filesystem>
+
+#include "CliFixture.h"
+#include "Files.h"
+
+using namespace vela::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::uintmax_t kBigPayload = 768u << 20;
+
+class Cancel : public CliFixture {
+protected:
+    // Starts the front end and sends `signal` once the copy of `app` has begun.
+    int cancelDuringCopyOf(const std::string& app, int signal = SIGINT) {
+        auto cli = startInstall();
+        EXPECT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/" + app + " to "));
+        cli->signal(signal);
+        int status = cli->wait();
+        err = cli->err();
+        return status;
+    }
+
+    void expectNewInstallationRemoved() {
+        EXPECT_FALSE(exists(generation()));
+        EXPECT_FALSE(exists(deviceDirectory()));
+        EXPECT_FALSE(exists(root.at("/Applications/Quillmark/VELA")));
+        EXPECT_FALSE(exists(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
+        long start = logIndexOf("[INFO] Start InstallationViewController cancelButtonClicked");
+        ASSERT_GE(start, 0);
+        for (const char* trace :
+             {"start: cancel=YES",
+              "[INFO] Remove application module: ", "cancelation with new installation",
+              "[INFO] Remove directory for device license mode: ", "cancelation: removing link",
+              "cancelation: removing LaunchControl file", "end: cancel=YES",
+              "[INFO] End InstallationViewController cancelButtonClicked"}) {
+            long next = logIndexOf(trace, start);
+            EXPECT_GE(next, 0) << trace;
+            start = std::max(start, next);
+        }
+    }
+
+    std::string err;
+};
+
+}  // namespace
+
+TEST_F(Cancel, NewInstallationDuringTheApplicationCopy) {
+    growPayload("VELA.app", kBigPayload, 64);
+    EXPECT_EQ(cancelDuringCopyOf("VELA.app"), 5) << err;
+    expectNewInstallationRemoved();
+    // The copy ended under the cancel state: its completion saw it and started nothing more.
+    EXPECT_TRUE(logContains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
+    EXPECT_FALSE(logContains("VELA-Uninstaller.app to"));
+    EXPECT_NE(err.find("cancelled"), std::string::npos);
+}
+
+TEST_F(Cancel, NewInstallationDuringTheUninstallerCopy) {
+    growPayload("VELA-Uninstaller.app", kBigPayload, 64);
+    EXPECT_EQ(cancelDuringCopyOf("VELA-Uninstaller.app", SIGTERM), 5) << err;
+    expectNewInstallationRemoved();
+    EXPECT_LT(logIndexOf("copying uninstaller module"), logIndexOf("start: cancel=YES"));
+    EXPECT_FALSE(logContains("End Installation process"));
+}
+
+// The previous generation must come back exactly as it was: same paths, sizes, modes, owners and
+// contents, the help file included.
+TEST_F(Cancel, OverwriteDuringEitherCopyRestoresThePreviousGenerationExactly) {
+    installPreviousGeneration();
+    for (const char* app : {"VELA.app", "VELA-Uninstaller.app"}) {
+        SCOPED_TRACE(app);
+        std::string before = snapshotTree(root.root());
+        bundle.clear();
+        useBundleCopy();
+        growPayload(app, kBigPayload, 64);
+        long mark = static_cast<long>(logMessages().size());
+        EXPECT_EQ(cancelDuringCopyOf(app), 5) << err;
+        EXPECT_EQ(snapshotTree(root.root()), before);
+        EXPECT_GE(logIndexOf("cancelation with over write", mark), 0);
+        EXPECT_GE(logIndexOf("[INFO] installer rename : " + generation() + ".old/ to " +
+                                 generation() + "/",
+                             mark),
+                  0);
+        EXPECT_GE(logIndexOf("[INFO] Revert help file of the device license mode: ", mark), 0);
+        fs::remove_all(bundle);
+    }
+}
+
+TEST_F(Cancel, IsRefusedOnceTheFinalisationStopsTheApplication) {
+    installPreviousGeneration();
+    auto app = startApplication(generation() + "/VELA.app", true);
+    auto cli = startInstall();
+    ASSERT_TRUE(waitForLog("[INFO] Terminating desktop application"));
+    cli->signal(SIGINT);
+    EXPECT_EQ(cli->wait(), 0);
+    EXPECT_NE(cli->err().find("cannot be cancelled at this point"), std::string::npos)
+        << cli->err();
+    EXPECT_FALSE(logContains("cancelButtonClicked"));
+    EXPECT_TRUE(exists(generation() + "/VELA-Uninstaller.app"));
+}
+
+TEST_F(Cancel, ASecondInstallerOnTheSameRootIsTurnedAway) {
+    growPayload("VELA.app", kBigPayload, 64);
+    auto first = startInstall();
+    ASSERT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/VELA.app to "));
+    std::size_t logged = logMessages().size();
+    RunResult second = install();
+    EXPECT_EQ(second.status, 6);
+    EXPECT_NE(second.err.find("another installer is working on " + root.root()), std::string::npos);
+    EXPECT_EQ(first->wait(), 0) << first->err();
+    // The log holds one run only: the second wrote nothing.
+    EXPECT_GE(logMessages().size(), logged);
+    std::vector<std::string> messages = logMessages();
+    EXPECT_EQ(std::count_if(messages.begin(), messages.end(),
+                            [](const std::string& m) {
+                                return m.find("Device Installer module starting") !=
+                                       std::string::npos;
+                            }),
+              1);
+}

@@ -1,0 +1,99 @@
+#include <filesystem>
+
+#include "CliFixture.h"
+#include "Files.h"
+
+using namespace vela::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+// The target root is a small file system of its own, so it can fill up or turn read-only.
+class Faults : public CliFixture {
+protected:
+    void mountRoot(const std::string& options) {
+        ASSERT_EQ(
+            ::system(("mount -t tmpfs -o " + options + " vela-test '" + root.root() + "'").c_str()),
+            0)
+            << "these tests need to mount a tmpfs (root)";
+        mounted_ = true;
+        for (const char* dir :
+             {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
+            fs::create_directories(root.at(std::string("/") + dir));
+        }
+    }
+    void remount(const std::string& options) {
+        ASSERT_EQ(::system(("mount -o remount," + options + " '" + root.root() + "'").c_str()), 0);
+    }
+    void TearDown() override {
+        if (mounted_) {
+            ::system(("umount -l '" + root.root() + "'").c_str());
+        }
+        CliFixture::TearDown();
+    }
+    void expectFailure(const RunResult& result, const std::string& message) {
+        EXPECT_EQ(result.status, 1) << result.err;
+        EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
+        EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + message));
+    }
+
+private:
+    bool mounted_ = false;
+};
+
+}  // namespace
+
+TEST_F(Faults, AFullTargetFailsANewInstallationAndLeavesNoGeneration) {
+    mountRoot("size=24m");
+    growPayload("VELA.app", 64u << 20, 16);
+    RunResult result = install();
+    expectFailure(result, "Installation couldn't be completed");
+    EXPECT_FALSE(exists(generation()));
+    EXPECT_FALSE(exists(root.at("/Applications/Quillmark/VELA")));
+}
+
+TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
+    mountRoot("size=24m");
+    installPreviousGeneration();
+    std::string before = snapshotTree(root.root());
+    growPayload("VELA-Uninstaller.app", 64u << 20, 16);
+    RunResult result = install();
+    expectFailure(result, "Installation couldn't be completed");
+    EXPECT_TRUE(logContains("[INFO] Undo the installation after a failure"));
+    EXPECT_EQ(snapshotTree(root.root()), before);
+}
+
+TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
+    mountRoot("size=64m");
+    installPreviousGeneration();
+    std::string before = snapshotTree(root.root());
+    remount("ro");
+    RunResult result = install();
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=rename failure: "));
+    EXPECT_EQ(snapshotTree(root.root()), before);
+
+    // On a fresh read-only volume the device directory cannot be made.
+    ::system(("umount -l '" + root.root() + "'").c_str());
+    mountRoot("size=8m");
+    remount("ro");
+    expectFailure(install(), "installation failure: create directory: " + deviceDirectory());
+}
+
+TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
+    useBundleCopy();
+    fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");
+    RunResult result = install();
+    expectFailure(result, "Installation couldn't be completed");
+    EXPECT_TRUE(logContains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));
+    EXPECT_FALSE(exists(generation()));
+}
+
+TEST_F(Faults, ALogPathThatIsADirectoryLosesLinesButNotTheInstallation) {
+    fs::remove_all(root.home() + "/Library/Logs");
+    fs::create_directories(root.logPath());
+    RunResult result = install();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(fs::is_directory(root.logPath()));
+    EXPECT_TRUE(exists(generation() + "/VELA-Uninstaller.app"));
+}

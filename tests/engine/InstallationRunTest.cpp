@@ -1,0 +1,101 @@
+#include <filesystem>
+
+#include "Bundle.h"
+#include "Commands.h"
+#include "Const.h"
+#include "EngineFixture.h"
+#include "EventLoop.h"
+#include "Files.h"
+#include "InstallationRun.h"
+#include "ShellForm.h"
+
+using namespace vela;
+using namespace vela::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+class Run : public EngineFixture {
+protected:
+    // Runs a whole installation in this process and waits for its end.
+    void install(bool isOverwrite) {
+        bool ended = false;
+        InstallationRun run(view, Bundle::mainBundle(), isOverwrite, [&] { ended = true; });
+        run.load();
+        run.start();
+        ASSERT_TRUE(waitUntil([&] { return ended; }));
+    }
+};
+
+}  // namespace
+
+TEST_F(Run, ProgressFillsTheLowerHalfThenTheUpperHalf) {
+    install(false);
+    ASSERT_EQ(view.transitions.size(), 1u);
+    EXPECT_EQ(view.transitions[0].identifier, "toInstallComplete");
+    // Cancel: disabled until the copy has started in a new installation, then enabled.
+    EXPECT_EQ(view.cancelEnabled, (std::vector<bool>{false, true}));
+    bool upper = false;
+    for (float percent : view.progress) {
+        if (percent > 50.0f) {
+            upper = true;
+        }
+        if (upper) {
+            EXPECT_GE(percent, 50.0f);  // never back into the lower half
+        }
+    }
+    EXPECT_TRUE(upper || !view.progress.empty());
+}
+
+TEST_F(Run, AFailedPreparationStartsNoCopyAndWritesNoEndTrace) {
+    writeFile(Const::getDeviceLicenseModeDirectoryPath(), "file");
+    install(false);
+    ASSERT_EQ(view.transitions.size(), 1u);
+    EXPECT_EQ(view.transitions[0].identifier, "toInstallFailure");
+    EXPECT_EQ(view.transitions[0].message,
+              "non-directory item exists: " + Const::getDeviceLicenseModeDirectoryPath());
+    EXPECT_FALSE(log.contains("InstallationRun::start() end"));
+    EXPECT_EQ(view.cancelEnabled, std::vector<bool>{false});
+}
+
+TEST_F(Run, DeviceDirectoryRightsAreRepairedWithoutACreationMessage) {
+    const std::string dir = Const::getDeviceLicenseModeDirectoryPath();
+    fs::create_directories(dir);
+    ASSERT_EQ(::chown(dir.c_str(), 65534, 65534), 0);
+    fs::permissions(dir, fs::perms(0755));
+    install(false);
+    EXPECT_EQ(accessOf(dir), "root:admin:drwxrwxr-x");
+    EXPECT_FALSE(log.contains("Created directory for configuration"));
+    EXPECT_TRUE(log.contains("statinfo for " + dir + ": [root:admin:drwxrwxr-x]"));
+}
+
+TEST_F(Run, AnExistingOfflineFlagIsKeptAndFixed) {
+    const std::string flag = Const::getDeviceOfflineFlagFilePath();
+    writeFile(flag, "");
+    fs::permissions(flag, fs::perms::owner_read | fs::perms::owner_write);
+    install(false);
+    EXPECT_EQ(accessOf(flag), "root:admin:-rw-rw-r--");
+    EXPECT_TRUE(log.contains(
+        "[INFO] Created completely offline flag file for the device license mode: " + flag));
+}
+
+TEST_F(Run, ADirectoryWhereTheLinkBelongsIsReplacedByTheLink) {
+    writeFile(Const::symbolicLinkPath() + "/inside", "");
+    install(false);
+    EXPECT_EQ(fs::read_symlink(Const::symbolicLinkPath()),
+              Const::applicationDirectoryPathWithVersion(Const::getCurrentAppVersion()));
+}
+
+TEST(Removal, NeverNamesTheRootOrTheFoldersAboveTheGenerations) {
+    TempInstallRoot root;
+    Const::setTargetRoot(root.root());
+    for (const std::string& path :
+         {std::string(), std::string("/"), root.root(), root.root() + "/",
+          root.root() + "/Applications", root.root() + "/Applications/Quillmark/",
+          root.root() + "/Applications/./Quillmark", root.root() + "/Library"}) {
+        EXPECT_EQ(removalCommand("-rf", path).rfind("echo ", 0), 0u) << path;
+    }
+    const std::string generation = root.root() + "/Applications/Quillmark/VELA-Ver/";
+    EXPECT_EQ(removalCommand("-rf", generation), "rm -rf " + shellForm(generation));
+    Const::setTargetRoot("/");
+}

@@ -89,6 +89,7 @@ void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
         fs::remove_all(target, ec);
     }
     stopRequested_ = false;
+    copyEnded_ = false;
     {
         std::lock_guard lock(mutex_);
         scheduled_ = true;
@@ -129,6 +130,9 @@ std::uint64_t FileCopyUtil::bytesAt(const std::string& path) const {
 }
 
 void FileCopyUtil::checkFileSize() {
+    if (copyEnded_) {
+        return;
+    }
     // The source does not change during the copy, so its size is taken once.
     float total = static_cast<float>(sourceBytes_);
     float copied = static_cast<float>(bytesAt(targetPath_));
@@ -171,6 +175,9 @@ void FileCopyUtil::startCopy() {
                 error = ec;
             }
         }
+        // A poll still due before the timer stops would already count against the next copy's
+        // half of the bar (its delegate learns of the end right below) and jump it ahead.
+        copyEnded_ = true;
         runOnMainQueue(this, [this] { timer_.stop(); });
         if (delegate_) {
             delegate_->didFinishedCopyWithError(error);

@@ -61,6 +61,7 @@ private:
     bool scheduled_ = false;
     int runningWorkers_ = 0;
     std::atomic<bool> stopRequested_{false};
+    std::atomic<bool> copyEnded_{false};  // no progress is reported for an ended copy
 };
 
 }  // namespace vela

@@ -35,7 +35,7 @@ TEST_F(PageFramework, CommandWClosesAlsoAPageWhoseCloseButtonIsDisabled) {
         ASSERT_NE(start, nullptr);
         click(start->installButton());
         auto* complete = waitForPage<InstallCompleteViewController>(window);
-        ASSERT_NE(complete, nullptr);
+        ASSERT_NE(complete, nullptr) << ::testing::PrintToString(messages());
         ASSERT_TRUE(waitUntil([&] { return window.standardButtonsHidden(); }));
         QTest::keyClick(complete->nextButton(), Qt::Key_W, Qt::ControlModifier);
         EXPECT_FALSE(window.isVisible());

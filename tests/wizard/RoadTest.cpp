@@ -277,7 +277,9 @@ TEST_F(WizardRoad, ProgressBarMovesInStepsWhileTheWindowStaysResponsive) {
             QObject::connect(bar, &QProgressBar::valueChanged,
                              [&values](int v) { values.push_back(v); });
             auto* complete = waitForPage<InstallCompleteViewController>(window);
-            ASSERT_NE(complete, nullptr);
+            ASSERT_NE(complete, nullptr)
+                << window.contentViewController()->identifier().toStdString()
+                << ::testing::PrintToString(messages());
             click(complete->nextButton());
             auto* tutorial = waitForPage<TutorialViewController>(window);
             ASSERT_NE(tutorial, nullptr);

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Log.h"
+
 int main(int argc, char** argv) {
     std::string home = (std::filesystem::temp_directory_path() / "vela-home-XXXXXX").string();
     if (::mkdtemp(home.data()) == nullptr) {
@@ -26,6 +28,8 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     const int status = RUN_ALL_TESTS();
+    // A line still queued would be written after the removal and bring the home back.
+    vela::Log::defaultLog().flush();
     std::error_code ec;
     std::filesystem::remove_all(home, ec);
     return status;

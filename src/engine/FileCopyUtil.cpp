@@ -1,13 +1,16 @@
 #include "FileCopyUtil.h"
 
+#include <fcntl.h>
 #include <fts.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QThreadPool>
 
 #include <filesystem>
 
 #include "MainQueue.h"
+#include "platform/FileData.h"
 
 namespace vela {
 
@@ -25,10 +28,42 @@ bool itemExists(const std::string& path) {
     return fs::exists(fs::symlink_status(path, ec));
 }
 
+using Counter = std::atomic<std::uint64_t>;
+
+// One regular file, mode kept; never through a link planted at the target.
+void copyRegularFile(const fs::path& source, const fs::path& target, Counter& copied,
+                     std::error_code& ec) {
+    int from = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
+    if (from < 0) {
+        ec = {errno, std::generic_category()};
+        return;
+    }
+    struct stat info {};
+    int to = -1;
+    if (::fstat(from, &info) != 0) {
+        ec = {errno, std::generic_category()};
+    } else {
+        to = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (to < 0) {
+            ec = {errno, std::generic_category()};
+        }
+    }
+    if (to >= 0) {
+        ec = copyFileData(from, to, [&copied](std::uint64_t bytes) { copied += bytes; });
+        if (!ec && ::fchmod(to, info.st_mode & 07777) != 0) {
+            ec = {errno, std::generic_category()};
+        }
+        if (::close(to) != 0 && !ec) {
+            ec = {errno, std::generic_category()};  // a full disk may only show here
+        }
+    }
+    ::close(from);
+}
+
 // Copies one item and everything below it: links as links, modes kept. Stops before the next
 // item once `stop` is set.
 void copyTree(const fs::path& source, const fs::path& target, const std::atomic<bool>& stop,
-              std::error_code& ec) {
+              Counter& copied, std::error_code& ec) {
     if (stop.load()) {
         ec = std::make_error_code(std::errc::operation_canceled);
         return;
@@ -50,7 +85,7 @@ void copyTree(const fs::path& source, const fs::path& target, const std::atomic<
             return;
         }
         for (fs::directory_iterator it(source, ec), end; !ec && it != end; it.increment(ec)) {
-            copyTree(it->path(), target / it->path().filename(), stop, ec);
+            copyTree(it->path(), target / it->path().filename(), stop, copied, ec);
             if (ec) {
                 return;
             }
@@ -60,7 +95,7 @@ void copyTree(const fs::path& source, const fs::path& target, const std::atomic<
             fs::permissions(target, status.permissions(), ec);
         }
     } else if (fs::is_regular_file(status)) {
-        fs::copy_file(source, target, fs::copy_options::none, ec);
+        copyRegularFile(source, target, copied, ec);
     } else {
         ec = std::make_error_code(std::errc::not_supported);
     }
@@ -82,9 +117,10 @@ void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
                                   const std::string& target) {
     sourcePath_ = source;
     targetPath_ = target;
+    sourceMeasured_ = false;
+    sourceBytes_ = 0;
+    copiedBytes_ = 0;
     std::error_code ec;
-    isDirectory_ = source && fs::is_directory(*source, ec);
-    sourceBytes_ = source ? bytesAt(*source) : 0;
     if (itemExists(target)) {
         fs::remove_all(target, ec);
     }
@@ -120,24 +156,16 @@ bool FileCopyUtil::isCopying() const {
     return scheduled_ || runningWorkers_ > 0;
 }
 
-std::uint64_t FileCopyUtil::bytesAt(const std::string& path) const {
-    if (isDirectory_) {
-        return getDirectoryFileSizeAtPath(path);
-    }
-    std::error_code ec;
-    std::uintmax_t size = fs::file_size(path, ec);
-    return ec ? 0 : size;
-}
-
 void FileCopyUtil::checkFileSize() {
     if (copyEnded_) {
         return;
     }
-    // The source does not change during the copy, so its size is taken once.
-    float total = static_cast<float>(sourceBytes_);
-    float copied = static_cast<float>(bytesAt(targetPath_));
+    // Until the copy has measured its source, nothing is at the target either.
+    float total = static_cast<float>(sourceBytes_.load());
+    float copied = static_cast<float>(copiedBytes_.load());
+    float fraction = sourceMeasured_ ? copied / total : 0.0f;
     if (delegate_) {
-        delegate_->setCopyProgress(copied / total);
+        delegate_->setCopyProgress(fraction);
     }
 }
 
@@ -170,7 +198,11 @@ void FileCopyUtil::startCopy() {
         } else if (!source) {
             error = std::make_error_code(std::errc::no_such_file_or_directory);
         } else {
-            copyTree(*source, target, stopRequested_, ec);
+            std::error_code ignored;
+            sourceBytes_ = fs::is_directory(*source, ignored) ? getDirectoryFileSizeAtPath(*source)
+                                                              : fs::file_size(*source, ignored);
+            sourceMeasured_ = true;
+            copyTree(*source, target, stopRequested_, copiedBytes_, ec);
             if (ec) {
                 error = ec;
             }
@@ -205,7 +237,8 @@ std::error_code FileCopyUtil::syncCopyAtPath(const std::optional<std::string>& s
         return std::make_error_code(std::errc::no_such_file_or_directory);
     }
     std::atomic<bool> never{false};
-    copyTree(*source, target, never, ec);
+    Counter copied{0};
+    copyTree(*source, target, never, copied, ec);
     return ec;
 }
 

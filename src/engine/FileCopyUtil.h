@@ -15,8 +15,10 @@
 
 namespace vela {
 
-/// Copies a file or a directory tree in the background and reports progress by comparing the
-/// bytes at the target with those at the source. Lives on the main thread.
+/// Copies a file or a directory tree in the background and reports progress as the bytes at the
+/// target over the bytes at the source. Lives on the main thread. The copy counts the bytes it
+/// has written and measures the source on its own thread, so a progress poll costs the main
+/// thread nothing, however large the tree.
 class FileCopyUtil : public QObject {
 public:
     explicit FileCopyUtil(FileCopyUtilDelegate* delegate);
@@ -44,14 +46,14 @@ private:
     void checkFileSize();
     void startCopy();
     void finishWorker();
-    std::uint64_t bytesAt(const std::string& path) const;
 
     FileCopyUtilDelegate* delegate_;
     QTimer timer_;
     std::optional<std::string> sourcePath_;
     std::string targetPath_;
-    bool isDirectory_ = false;
-    std::uint64_t sourceBytes_ = 0;
+    std::atomic<std::uint64_t> sourceBytes_{0};
+    std::atomic<bool> sourceMeasured_{false};
+    std::atomic<std::uint64_t> copiedBytes_{0};
 
     // A copy is scheduled from copyFileAtPath until its worker starts. Workers are counted, not
     // flagged: the next copy is scheduled from inside the previous worker's completion, before

@@ -30,7 +30,7 @@ void WizardWindow::setContentViewController(std::unique_ptr<BaseViewController> 
     BaseViewController* previous = content_;
     content_ = next;
     if (previous) {
-        layout_->replaceWidget(previous, next);
+        delete layout_->replaceWidget(previous, next);  // the item is ours to free
         previous->hide();
     } else {
         layout_->addWidget(next);

@@ -4,6 +4,8 @@
 
 #include <QCoreApplication>
 
+#include "Log.h"
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -18,6 +20,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     int status = RUN_ALL_TESTS();
+    vela::Log::defaultLog().flush();  // a late line would make the home again
     std::error_code ec;
     std::filesystem::remove_all(home, ec);
     return status;

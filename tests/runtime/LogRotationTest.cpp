@@ -72,3 +72,20 @@ TEST_F(LogRotation, TheNextLineAfterARotationStartsANewFile) {
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_NE(lines[0].find("first of the new file"), std::string::npos);
 }
+
+// A step that fails (here a directory that refuses renames) is reported on the console; the
+// file stays where it was and the writer appends to it.
+TEST_F(LogRotation, AFailedRotationIsReportedAndKeepsTheFile) {
+    makeFileOfSize(log, 10'000'001, 'a');
+    ASSERT_EQ(::system(("chattr +i '" + root.home() + "'").c_str()), 0);
+    testing::internal::CaptureStderr();
+    logObservation(log);
+    std::string console = testing::internal::GetCapturedStderr();
+    ::system(("chattr -i '" + root.home() + "'").c_str());
+    EXPECT_EQ(
+        console.rfind(
+            "code 1: message: failed to rotate the log file: %@: " + log + ": Description: [", 0),
+        0u)
+        << console;
+    EXPECT_EQ(fs::file_size(log), 10'000'001u);
+}

@@ -23,7 +23,10 @@ UnattendedInstall::~UnattendedInstall() = default;
 int UnattendedInstall::exec() {
     // From the start: until cancelling is allowed, a signal is refused instead of ending the
     // process somewhere inside a step.
-    signals_ = std::make_unique<SignalCancel>([this](int signal) { onSignal(signal); });
+    SignalPipe::setAccepting(false);
+    signals_ = std::make_unique<SignalPipe>(
+        [this](int signal) { onSignal(signal); },
+        "vela-device-install: the installation cannot be cancelled at this point; it goes on\n");
     const std::string user = currentUserName();
     primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
     StartSteps::load();
@@ -59,7 +62,7 @@ void UnattendedInstall::performSegue(const Transition& transition) {
         return;
     }
     pageReplaced_ = true;
-    SignalCancel::setCancelAllowed(false);
+    SignalPipe::setAccepting(false);
     firstTransition_ = transition;
     progress_.finishLine();
     if (transition.identifier == "toInstallFailure") {
@@ -72,7 +75,7 @@ void UnattendedInstall::onSignal(int signal) {
         return;
     }
     progress_.finishLine();
-    if (!SignalCancel::isCancelAllowed()) {
+    if (!SignalPipe::isAccepting()) {
         // Allowed when the signal came, but a step has disabled Cancel since.
         std::fprintf(stderr,
                      "vela-device-install: signal %d: the installation cannot be cancelled at this "

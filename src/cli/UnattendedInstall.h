@@ -6,7 +6,7 @@
 
 #include "InstallationRun.h"
 #include "InstallationView.h"
-#include "SignalCancel.h"
+#include "SignalPipe.h"
 #include "TerminalProgress.h"
 
 namespace vela {
@@ -33,7 +33,7 @@ public:
     int exec();
 
     bool isCancelRequested() const override { return cancelRequested_; }
-    void setCancelEnabled(bool enabled) override { SignalCancel::setCancelAllowed(enabled); }
+    void setCancelEnabled(bool enabled) override { SignalPipe::setAccepting(enabled); }
     void showProgress(float percent) override { progress_.show(percent); }
     void performSegue(const Transition& transition) override;
     void terminate() override {}
@@ -44,7 +44,7 @@ private:
 
     TerminalProgress progress_;
     std::unique_ptr<InstallationRun> run_;
-    std::unique_ptr<SignalCancel> signals_;
+    std::unique_ptr<SignalPipe> signals_;
     std::optional<Transition> firstTransition_;
     std::atomic<bool> cancelRequested_{false};
     bool pageReplaced_ = false;

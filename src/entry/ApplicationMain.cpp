@@ -2,14 +2,16 @@
 
 #include <QApplication>
 #include <QLocale>
+#include <QPushButton>
 
 #include "AlertUtil.h"
 #include "AppDelegate.h"
 #include "Const.h"
 #include "InstallLock.h"
+#include "Installation/InstallationViewController.h"
 #include "Log.h"
+#include "SignalPipe.h"
 #include "Storyboard.h"
-#include "TerminationSignals.h"
 #include "Translations.h"
 #include "WizardWindow.h"
 
@@ -18,7 +20,24 @@ namespace vela {
 int applicationMain(int& argc, char** argv) {
     QApplication application(argc, argv);
     AppDelegate delegate(application);
-    TerminationSignals signals;
+    std::unique_ptr<WizardWindow> window;
+    // SIGINT and SIGTERM (a session ending, a management tool stopping the installer) are the
+    // Cancel button while the installation can be undone, and a normal end where nothing is
+    // under way; while the installation cannot be undone they are refused. Either way the
+    // delegate's pause and the log's last lines still happen.
+    SignalPipe::setAccepting(true);
+    SignalPipe signals(
+        [&window](int) {
+            auto* page =
+                window ? dynamic_cast<InstallationViewController*>(window->contentViewController())
+                       : nullptr;
+            if (page == nullptr) {
+                QCoreApplication::exit(0);
+            } else if (page->cancelButton()->isEnabled()) {
+                page->cancelButton()->click();
+            }
+        },
+        "VELA-device-Installer: the installation cannot be cancelled at this point; it goes on\n");
     useTranslationFor(QLocale::system());
 
     // Two installers on one system would overwrite each other's work.
@@ -33,7 +52,7 @@ int applicationMain(int& argc, char** argv) {
         return 1;
     }
 
-    std::unique_ptr<WizardWindow> window = Storyboard::instantiateWindow();
+    window = Storyboard::instantiateWindow();
     window->show();
     delegate.applicationDidFinishLaunching();
     return QApplication::exec();

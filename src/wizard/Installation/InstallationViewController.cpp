@@ -14,6 +14,7 @@
 #include "Log.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
+#include "SignalPipe.h"
 #include "WizardWindow.h"
 
 namespace vela {
@@ -84,6 +85,7 @@ void InstallationViewController::prepareForSegue(CustomSegue& segue, QObject* se
 
 void InstallationViewController::setCancelEnabled(bool enabled) {
     cancelButton_->setEnabled(enabled);
+    SignalPipe::setAccepting(enabled);  // a signal is a click only while one is possible
 }
 
 void InstallationViewController::showProgress(float percent) {
@@ -100,6 +102,7 @@ void InstallationViewController::performSegue(const Transition& transition) {
         return;
     }
     replaced_ = true;
+    SignalPipe::setAccepting(true);
     performSegueWithIdentifier(QString::fromStdString(transition.identifier), nullptr);
 }
 

@@ -1,4 +1,4 @@
-#include "SignalCancel.h"
+#include "SignalPipe.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -6,32 +6,35 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 
 namespace vela {
 
 namespace {
 
 int gPipe[2] = {-1, -1};
-std::atomic<bool> gCancelAllowed{false};
+std::atomic<bool> gAccepting{true};
+std::atomic<const char*> gRefusal{""};
 static_assert(std::atomic<bool>::is_always_lock_free, "read inside a signal handler");
-
-constexpr char kRefusal[] =
-    "vela-device-install: the installation cannot be cancelled at this point; it goes on\n";
+static_assert(std::atomic<const char*>::is_always_lock_free, "read inside a signal handler");
 
 void onSignal(int signal) {
     int saved = errno;
-    if (gCancelAllowed.load()) {
+    if (gAccepting.load()) {
         unsigned char byte = static_cast<unsigned char>(signal);
         [[maybe_unused]] ssize_t ignored = ::write(gPipe[1], &byte, 1);
     } else {
-        [[maybe_unused]] ssize_t ignored = ::write(STDERR_FILENO, kRefusal, sizeof kRefusal - 1);
+        const char* refusal = gRefusal.load();
+        [[maybe_unused]] ssize_t ignored = ::write(STDERR_FILENO, refusal, std::strlen(refusal));
     }
     errno = saved;
 }
 
 }  // namespace
 
-SignalCancel::SignalCancel(std::function<void(int)> handler) : onSignal_(std::move(handler)) {
+SignalPipe::SignalPipe(std::function<void(int)> handler, const char* refusal)
+    : onSignal_(std::move(handler)) {
+    gRefusal = refusal;
     if (::pipe2(gPipe, O_CLOEXEC | O_NONBLOCK) != 0) {
         return;
     }
@@ -45,7 +48,7 @@ SignalCancel::SignalCancel(std::function<void(int)> handler) : onSignal_(std::mo
     sigaction(SIGTERM, &action, nullptr);
 }
 
-SignalCancel::~SignalCancel() {
+SignalPipe::~SignalPipe() {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
     notifier_.reset();
@@ -57,15 +60,15 @@ SignalCancel::~SignalCancel() {
     }
 }
 
-void SignalCancel::setCancelAllowed(bool allowed) {
-    gCancelAllowed = allowed;
+void SignalPipe::setAccepting(bool accepting) {
+    gAccepting = accepting;
 }
 
-bool SignalCancel::isCancelAllowed() {
-    return gCancelAllowed;
+bool SignalPipe::isAccepting() {
+    return gAccepting;
 }
 
-void SignalCancel::drain() {
+void SignalPipe::drain() {
     unsigned char byte = 0;
     while (::read(gPipe[0], &byte, 1) == 1) {
         if (onSignal_) {

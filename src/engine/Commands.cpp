@@ -60,6 +60,14 @@ std::string executeWithTrace(const char* function, const std::string& command) {
     return ShellExecute::execute(command).value_or("");
 }
 
+std::string executeRemovalWithTrace(const char* function, const std::string& options,
+                                    const std::string& path) {
+    std::string command = removalCommand(options, path);
+    std::string output = executeForLog(command);
+    traceLog(function, "execute: [%s]: %s", command.c_str(), output.c_str());
+    return output;
+}
+
 std::string trimmingNewlines(const std::string& text) {
     std::size_t begin = text.find_first_not_of("\r\n");
     if (begin == std::string::npos) {

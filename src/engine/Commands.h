@@ -20,6 +20,11 @@ bool fileExistsAtPath(const std::string& path);
 /// text (empty when it gave none).
 std::string executeWithTrace(const char* function, const std::string& command);
 
+/// Runs the removal of `path` (see removalCommand) and traces "execute: [<command>]: <output>"
+/// under `function`'s name; returns the output.
+std::string executeRemovalWithTrace(const char* function, const std::string& options,
+                                    const std::string& path);
+
 /// `text` without line breaks at either end.
 std::string trimmingNewlines(const std::string& text);
 
@@ -30,3 +35,7 @@ std::string orNull(const std::optional<std::string>& text);
 
 /// Runs a command line with its "command execute: ..." trace naming the calling function.
 #define DTraceExecute(command) ::vela::executeWithTrace(__PRETTY_FUNCTION__, command)
+
+/// Removes a path with its "execute: [command]: output" trace naming the calling function.
+#define DTraceRemoval(options, path) \
+    ::vela::executeRemovalWithTrace(__PRETTY_FUNCTION__, options, path)

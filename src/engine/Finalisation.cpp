@@ -104,9 +104,7 @@ bool Finalisation::removeOtherGenerations() const {
         if (path == context_.destDirectoryPath()) {
             continue;
         }
-        std::string command = removalCommand("-rf", path);
-        std::string output = executeForLog(command);
-        DTrace("execute: [%s]: %s", command.c_str(), output.c_str());
+        DTraceRemoval("-rf", path);
         if (fileExistsAtPath(path)) {
             context_.performSegueToInstallFailure(
                 "MSG_E3001", stringWithFormat("installation failure: updater: %s", path.c_str()));
@@ -142,9 +140,7 @@ bool Finalisation::renewLink() const {
 void Finalisation::removeOldHelpFile() const {
     const std::string backup = HelpFile::backupPath();
     ILog("Removing old help file: %s", backup.c_str());
-    std::string command = removalCommand("-rf", backup);
-    std::string output = executeForLog(command);
-    DTrace("execute: [%s]: %s", command.c_str(), output.c_str());
+    DTraceRemoval("-rf", backup);
 }
 
 void Finalisation::installLaunchAgent() const {

@@ -31,9 +31,7 @@ bool HelpFile::copyHelpFile() const {
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
     if (fileExistsAtPath(backup)) {
-        std::string command = removalCommand("-f", backup);
-        std::string output = executeForLog(command);
-        DTrace("execute: [%s]: %s", command.c_str(), output.c_str());
+        DTraceRemoval("-f", backup);
         if (fileExistsAtPath(backup)) {
             context_.performSegueToInstallFailure(
                 "MSG_E3001",

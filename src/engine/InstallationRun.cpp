@@ -80,9 +80,7 @@ bool InstallationRun::moveSameVersionAside() {
         if (!endsWith(path, Const::kDestinationDirectorySuffix)) {
             continue;
         }
-        std::string command = removalCommand("-rf", path);
-        std::string output = executeForLog(command);
-        DTrace("execute: [%s]: %s", command.c_str(), output.c_str());
+        DTraceRemoval("-rf", path);
         if (fileExistsAtPath(path)) {
             context_.performSegueToInstallFailure(
                 "MSG_E3001",

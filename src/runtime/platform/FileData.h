@@ -10,4 +10,8 @@ namespace vela {
 /// way the system offers; calls `copied` with the size of each chunk once it is at the target.
 std::error_code copyFileData(int from, int to, const std::function<void(std::uint64_t)>& copied);
 
+/// The same with a plain read/write loop: works on any file system.
+std::error_code copyFileDataByReading(int from, int to,
+                                      const std::function<void(std::uint64_t)>& copied);
+
 }  // namespace vela

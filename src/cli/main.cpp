@@ -1,5 +1,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 
 #include <cstdio>
@@ -40,7 +41,8 @@ int main(int argc, char* argv[]) {
     parser.addVersionOption();
     QCommandLineOption target(
         QStringList{QStringLiteral("target")},
-        QStringLiteral("Install into the system volume at <dir> instead of /."),
+        QStringLiteral("Install into the system volume mounted at <dir> (it must hold "
+                       "Applications and Library) instead of /."),
         QStringLiteral("dir"));
     parser.addOption(target);
     if (!parser.parse(QCoreApplication::arguments())) {
@@ -63,6 +65,14 @@ int main(int argc, char* argv[]) {
         if (!dir.isDir()) {
             return usageError(QStringLiteral("--target: not an existing directory: ") +
                               parser.value(target));
+        }
+        // A system volume has both; without them the LaunchAgent could not be placed.
+        const QDir volume(dir.canonicalFilePath());
+        for (const QString& folder : {QStringLiteral("Applications"), QStringLiteral("Library")}) {
+            if (!QFileInfo(volume.filePath(folder)).isDir()) {
+                return usageError(QStringLiteral("--target: not a system volume (no %1 folder): %2")
+                                      .arg(folder, parser.value(target)));
+            }
         }
         Const::setTargetRoot(dir.canonicalFilePath().toStdString());
     }

@@ -237,6 +237,10 @@ TEST_F(NewInstallation, UsageErrorsHelpAndVersion) {
               std::string::npos);
     writeFile(root.base() + "/file", "");
     EXPECT_EQ(run({VELA_TEST_CLI, "--target", root.base() + "/file"}, environment()).status, 2);
+    fs::create_directories(root.base() + "/empty");
+    RunResult empty = run({VELA_TEST_CLI, "--target", root.base() + "/empty"}, environment());
+    EXPECT_EQ(empty.status, 2);
+    EXPECT_NE(empty.err.find("not a system volume (no Applications folder)"), std::string::npos);
     EXPECT_EQ(run({VELA_TEST_CLI, "--bogus"}, environment()).status, 2);
     EXPECT_EQ(run({VELA_TEST_CLI, "extra"}, environment()).status, 2);
     RunResult help = run({VELA_TEST_CLI, "--help"}, environment());

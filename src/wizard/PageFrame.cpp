@@ -72,6 +72,18 @@ PageFrame::PageFrame(QWidget* page) : page_(page) {
     outer->addWidget(footer_);
 }
 
+QLabel* PageFrame::addLogo() {
+    QLabel* logo = newImageView(page_, QSize(120, 120));
+    column_->addStretch(1);
+    column_->addWidget(logo, 0, Qt::AlignHCenter);
+    column_->addSpacing(14);
+    return logo;
+}
+
+void PageFrame::closeColumn() {
+    column_->addStretch(1);
+}
+
 QPushButton* PageFrame::addButton(bool primary) {
     auto* button = new QPushButton(footer_);
     button->setMinimumWidth(kButtonMinimumWidth);

@@ -21,6 +21,10 @@ public:
     /// The centred column; widgets are added top to bottom, vertically centred as a group.
     QVBoxLayout* column() const { return column_; }
     QLabel* versionLabel() const { return version_; }
+    /// Opens the column with the product logo, the top of every page but the tutorial; the
+    /// page adds its texts below and closes the column with closeColumn().
+    QLabel* addLogo();
+    void closeColumn();
     /// A new button at the right end of the footer. The primary one is drawn in the accent
     /// colour and pressed by Return.
     QPushButton* addButton(bool primary);

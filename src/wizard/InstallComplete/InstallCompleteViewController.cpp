@@ -15,13 +15,10 @@ namespace vela {
 InstallCompleteViewController::InstallCompleteViewController()
     : BaseViewController(QStringLiteral("InstallCompleteViewController")) {
     PageFrame frame(this);
-    logoImage_ = PageFrame::newImageView(this, QSize(120, 120));
     subTitleLabel_ = PageFrame::newHeadline(this);
-    frame.column()->addStretch(1);
-    frame.column()->addWidget(logoImage_, 0, Qt::AlignHCenter);
-    frame.column()->addSpacing(14);
+    logoImage_ = frame.addLogo();
     frame.column()->addWidget(subTitleLabel_);
-    frame.column()->addStretch(1);
+    frame.closeColumn();
     versionLabel_ = frame.versionLabel();
     nextButton_ = frame.addButton(true);
     connect(nextButton_, &QPushButton::clicked, this, [this] { nextButtonClicked(); });

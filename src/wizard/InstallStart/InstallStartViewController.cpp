@@ -19,15 +19,12 @@ namespace vela {
 InstallStartViewController::InstallStartViewController()
     : BaseViewController(QStringLiteral("InstallStartViewController")) {
     PageFrame frame(this);
-    logoImage_ = PageFrame::newImageView(this, QSize(120, 120));
     subTitleLabel_ = PageFrame::newHeadline(this);
     descriptionLabel_ = PageFrame::newBodyText(this);
-    frame.column()->addStretch(1);
-    frame.column()->addWidget(logoImage_, 0, Qt::AlignHCenter);
-    frame.column()->addSpacing(14);
+    logoImage_ = frame.addLogo();
     frame.column()->addWidget(subTitleLabel_);
     frame.column()->addWidget(descriptionLabel_);
-    frame.column()->addStretch(1);
+    frame.closeColumn();
     versionLabel_ = frame.versionLabel();
     backButton_ = frame.addButton(false);
     installButton_ = frame.addButton(true);

@@ -22,19 +22,16 @@ namespace vela {
 InstallationViewController::InstallationViewController()
     : BaseViewController(QStringLiteral("InstallationViewController")) {
     PageFrame frame(this);
-    logoImage_ = PageFrame::newImageView(this, QSize(120, 120));
     installationLabel_ = PageFrame::newHeadline(this);
     installationProgressBar_ = PageFrame::newProgressBar(this);
     installationProgressBar_->setRange(0, 100 * kProgressScale);
     installationProgressBar_->setValue(0);
-    frame.column()->addStretch(1);
-    frame.column()->addWidget(logoImage_, 0, Qt::AlignHCenter);
-    frame.column()->addSpacing(14);
+    logoImage_ = frame.addLogo();
     frame.column()->addWidget(installationLabel_);
     frame.column()->addSpacing(10);
     installationProgressBar_->setFixedWidth(440);
     frame.column()->addWidget(installationProgressBar_, 0, Qt::AlignHCenter);
-    frame.column()->addStretch(1);
+    frame.closeColumn();
     versionLabel_ = frame.versionLabel();
     cancelButton_ = frame.addButton(false);
     // Two states: the click leaves it on, and that state is the run's cancel flag.

@@ -10,6 +10,7 @@
 
 #include "BackgroundColor.h"
 #include "Bundle.h"
+#include "Const.h"
 
 namespace vela {
 
@@ -70,6 +71,11 @@ PageFrame::PageFrame(QWidget* page) : page_(page) {
     bar->addWidget(version_);
     bar->addStretch(1);
     outer->addWidget(footer_);
+}
+
+QString PageFrame::versionText() {
+    return QStringLiteral("ver.") +
+           QString::fromStdString(Const::getCurrentAppVersion().value_or(""));
 }
 
 QLabel* PageFrame::addLogo() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QSize>
+#include <QString>
 
 class QLabel;
 class QProgressBar;
@@ -33,6 +34,8 @@ public:
     static QLabel* newImageView(QWidget* parent, QSize box);
     /// Sets the bundle's image resource `name` (a PNG) into `view`, scaled into its box.
     static void setImageNamed(QLabel* view, const char* name);
+    /// "ver.<version>" of the running installer, the text of every page's version label.
+    static QString versionText();
     static QLabel* newHeadline(QWidget* parent);
     static QLabel* newBodyText(QWidget* parent);
     static QProgressBar* newProgressBar(QWidget* parent);

@@ -34,8 +34,7 @@ void InstallCompleteViewController::viewDidLoad() {
         windowButtonHidden(true);
     });
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
-    versionLabel_->setText(QStringLiteral("ver.") +
-                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    versionLabel_->setText(PageFrame::versionText());
     subTitleLabel_->setText(tr("Install complete"));
     nextButton_->setText(isOverwrite_ ? tr("Completion") : tr("Next"));
     CompletionSteps::reloadLaunchAgent();

@@ -31,8 +31,7 @@ void InstallFailureViewController::viewDidLoad() {
     // At once, not queued; the window buttons stay as the installation page left them.
     setWindowTitleText(tr("Install of VELA desktop application"));
     closeButton_->setText(tr("Close"));
-    versionLabel_->setText(QStringLiteral("ver.") +
-                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    versionLabel_->setText(PageFrame::versionText());
     subTitleLabel_->setText(tr("Installation couldn't be completed"));
     descriptionLabel_->setText(tr("Error occurred"));
 }

@@ -46,8 +46,7 @@ void InstallStartViewController::viewDidLoad() {
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     installButton_->setText(tr("Install"));
     backButton_->setText(tr("Cancel"));
-    versionLabel_->setText(QStringLiteral("ver.") +
-                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    versionLabel_->setText(PageFrame::versionText());
     subTitleLabel_->setText(tr("Welcome to VELA installer"));
     descriptionLabel_->setText(tr("Start install for desktop application"));
 }

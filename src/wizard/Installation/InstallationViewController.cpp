@@ -51,8 +51,7 @@ void InstallationViewController::viewDidLoad() {
     });
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     cancelButton_->setText(tr("Cancel"));
-    versionLabel_->setText(QStringLiteral("ver.") +
-                           QString::fromStdString(Const::getCurrentAppVersion().value_or("")));
+    versionLabel_->setText(PageFrame::versionText());
     installationLabel_->setText(tr("Installing..."));
     if (WizardWindow* window = wizardWindow()) {
         run_ = &window->adoptInstallationRun(

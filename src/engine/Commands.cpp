@@ -4,6 +4,7 @@
 
 #include "Const.h"
 #include "Log.h"
+#include "SafeFiles.h"
 #include "ShellExecute.h"
 #include "ShellForm.h"
 
@@ -37,13 +38,33 @@ bool isProtected(const std::string& path) {
     return false;
 }
 
+// Says so when what is at `path` is a link: the removal takes the link, not its target.
+void noteLink(const std::string& path) {
+    if (entryKind(path) == EntryKind::Link) {
+        ILog("Removing the symbolic link itself, not what it points to: %s", path.c_str());
+    }
+}
+
 }  // namespace
+
+std::string withoutTrailingSlash(const std::string& path) {
+    std::string text = path;
+    while (text.size() > 1 && text.back() == '/') {
+        text.pop_back();
+    }
+    return text;
+}
 
 std::string removalCommand(const std::string& options, const std::string& path) {
     if (isProtected(path)) {
         return "echo " + shellForm("refusing to remove " + path) + " >&2";
     }
-    return "rm " + options + " " + shellForm(path);
+    return "rm " + options + " " + shellForm(withoutTrailingSlash(path));
+}
+
+void removeEntryTraced(const char* function, const std::string& path) {
+    noteLink(path);
+    executeWithTrace(function, removalCommand("-rf", path));
 }
 
 std::string executeForLog(const std::string& commandLine) {
@@ -62,6 +83,7 @@ std::string executeWithTrace(const char* function, const std::string& command) {
 
 std::string executeRemovalWithTrace(const char* function, const std::string& options,
                                     const std::string& path) {
+    noteLink(path);
     std::string command = removalCommand(options, path);
     std::string output = executeForLog(command);
     traceLog(function, "execute: [%s]: %s", command.c_str(), output.c_str());

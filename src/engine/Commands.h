@@ -5,7 +5,8 @@
 
 namespace vela {
 
-/// "rm <options> <path>" with the path in shell form. A path that would widen the removal (empty,
+/// "rm <options> <path>" with the path in shell form, its trailing slashes taken off so that rm
+/// removes a link at that name itself, never what it points to. A path that would widen the removal (empty,
 /// "/", the target root, its Applications folder or the base directory of the generations) gets
 /// a command that removes nothing and says so on standard error, whatever produced the path.
 std::string removalCommand(const std::string& options, const std::string& path);
@@ -24,6 +25,13 @@ std::string executeWithTrace(const char* function, const std::string& command);
 /// under `function`'s name; returns the output.
 std::string executeRemovalWithTrace(const char* function, const std::string& options,
                                     const std::string& path);
+
+/// Runs the removal of `path` (see removalCommand) with the trace "command execute: <command>"
+/// under `function`'s name; a link there is logged as such (only the link goes).
+void removeEntryTraced(const char* function, const std::string& path);
+
+/// `path` without its trailing slashes ("/" stays).
+std::string withoutTrailingSlash(const std::string& path);
 
 /// `text` without line breaks at either end.
 std::string trimmingNewlines(const std::string& text);

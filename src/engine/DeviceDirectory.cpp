@@ -1,40 +1,49 @@
 #include "DeviceDirectory.h"
 
-#include <filesystem>
-
 #include "Commands.h"
 #include "Const.h"
 #include "Log.h"
+#include "SafeFiles.h"
 #include "ShellForm.h"
+#include "SystemPath.h"
 #include "platform/StatCommand.h"
 
 namespace vela {
 
-namespace fs = std::filesystem;
-
-bool DeviceDirectory::createDirectoryDeviceLicenseConfig() const {
+bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) const {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
     const std::string shellPath = shellForm(path);
-    std::error_code ec;
-    fs::file_status status = fs::status(path, ec);
-    if (!fs::exists(status)) {
-        std::error_code createError;
-        fs::create_directories(path, createError);
-        if (createError) {
-            context_.performSegueToInstallFailure(
-                "MSG_E3001",
-                stringWithFormat("installation failure: create directory: %s", path.c_str()));
-            return false;
-        }
-        ILog("Created directory for configuration of the device license mode: %s", path.c_str());
-    } else if (!fs::is_directory(status)) {
+    const EntryKind kind = entryKind(path);
+    if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
         context_.performSegueToInstallFailure(
             "MSG_E3001", stringWithFormat("non-directory item exists: %s", path.c_str()));
         return false;
     }
-    DTraceExecute("chown -R root:admin " + shellPath);
-    DTraceExecute("chmod 775 " + shellPath);
+    std::string journalError;
+    if (kind == EntryKind::Missing &&
+        !record.append({UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}},
+                       &journalError)) {
+        context_.performSegueToInstallFailure(
+            "MSG_E3001", stringWithFormat("installation failure: journal: %s", journalError.c_str()));
+        return false;
+    }
+    // Owner and mode go on the descriptor of the real directory: the group admin may write in
+    // it, so nothing in it is re-owned and no name is followed.
+    UniqueFd directory;
+    bool created = false;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), path,
+                                            rootAdmin(0775), directory, &created);
+    if (ec) {
+        context_.performSegueToInstallFailure(
+            "MSG_E3001", stringWithFormat("installation failure: create directory: %s (%s)",
+                                          path.c_str(), ec.message().c_str()));
+        return false;
+    }
+    if (created) {
+        ILog("Created directory for configuration of the device license mode: %s", path.c_str());
+    }
+    DTrace("set root:admin 775 on %s", path.c_str());
     std::string owner = trimmingNewlines(DTraceExecute(statCommand("%Su", shellPath)));
     std::string group = trimmingNewlines(DTraceExecute(statCommand("%Sg", shellPath)));
     std::string mode = trimmingNewlines(DTraceExecute(statCommand("%Sp", shellPath)));
@@ -49,11 +58,11 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig() const {
     return false;
 }
 
-void DeviceDirectory::removeDirectoryDeviceLicenseConfig() const {
+void DeviceDirectory::removeDirectoryDeviceLicenseConfig() {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
     ILog("Remove directory for device license mode: %s", path.c_str());
-    DTraceExecute(removalCommand("-rf", path));
+    removeEntryTraced(__PRETTY_FUNCTION__, path);
     DTrace("end");
 }
 

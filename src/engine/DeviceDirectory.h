@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InstallationContext.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
@@ -9,11 +10,12 @@ class DeviceDirectory {
 public:
     explicit DeviceDirectory(const InstallationContext& context) : context_(context) {}
 
-    /// Creates the directory if missing, sets owner, group and mode and reads them back.
-    /// False after reporting the failure (a plain file in the way, creation or rights failed).
-    bool createDirectoryDeviceLicenseConfig() const;
+    /// Creates the directory if missing (recording that in `record` first), sets owner, group
+    /// and mode on its descriptor and reads them back. It must be a real directory: a link or a
+    /// file in its place is refused. False after reporting the failure.
+    bool createDirectoryDeviceLicenseConfig(UndoRecord& record) const;
     /// Removes the directory and everything in it; best effort, not verified.
-    void removeDirectoryDeviceLicenseConfig() const;
+    static void removeDirectoryDeviceLicenseConfig();
 
 private:
     const InstallationContext& context_;

@@ -9,7 +9,9 @@
 #include "FileCopyUtil.h"
 #include "HelpFile.h"
 #include "Log.h"
+#include "SafeFiles.h"
 #include "ShellForm.h"
+#include "SystemPath.h"
 
 namespace vela {
 
@@ -17,14 +19,35 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kApplicationPattern =
-    std::string("'/") + Const::kClientAppName + "." + Const::kAppFileType + "/'";
+std::string escapedForRegex(const std::string& text) {
+    std::string escaped;
+    for (char c : text) {
+        if (std::string_view(".[]()*+?{}|^$\\").find(c) != std::string_view::npos) {
+            escaped += '\\';
+        }
+        escaped += c;
+    }
+    return escaped;
+}
 
 std::string runningApplications() {
-    return executeForLog("ps -ef | grep " + kApplicationPattern + " | grep -v grep");
+    const bool wholeSystem = Const::targetRoot() == "/";
+    return executeForLog(std::string("ps -ef | grep ") + (wholeSystem ? "" : "-E ") +
+                         Finalisation::applicationPattern() + " | grep -v grep");
 }
 
 }  // namespace
+
+std::string Finalisation::applicationPattern() {
+    const std::string application =
+        std::string("/") + Const::kClientAppName + "." + Const::kAppFileType + "/";
+    if (Const::targetRoot() == "/") {
+        return "'" + application + "'";
+    }
+    // Another volume: only what was started from its generations (or through its link).
+    return shellForm(escapedForRegex(Const::appBaseDirectoryPath()) + "/[^/]*" +
+                     escapedForRegex(application));
+}
 
 void Finalisation::run() const {
     DTrace("copied: cancel=%s", context_.cancelWord());
@@ -48,20 +71,35 @@ void Finalisation::run() const {
             rollback_.undoAfterFailure();
             return;
         }
-        // From here on the new generation is the only complete one: failures keep it.
-        if (!removeOtherGenerations()) {
-            return;
-        }
     } else if (!offlineFlag_.createDeviceOfflineFlagFile()) {
+        rollback_.undoAfterFailure();
         return;
     }
-    if (!renewLink()) {
+    // From here on the new generation is the only complete one: failures keep it, and a run
+    // killed from here on is finished by the next one, not undone.
+    std::string journalError;
+    if (!record_.append({UndoStep::PointOfNoReturn, {}, {}}, &journalError)) {
+        context_.performSegueToInstallFailure("MSG_E3001",
+                                              "installation failure: journal: " + journalError);
+        rollback_.undoAfterFailure();
         return;
     }
-    removeOldHelpFile();
-    installLaunchAgent();
+    if (!finishPastPointOfNoReturn(context_.isOverwrite())) {
+        return;
+    }
     ILog("End Installation process");
     context_.performSegue("toInstallComplete");
+}
+
+bool Finalisation::finishPastPointOfNoReturn(bool isOverwrite) const {
+    if (isOverwrite && !removeOtherGenerations()) {
+        return false;
+    }
+    if (!renewLink()) {
+        return false;
+    }
+    removeOldHelpFile();
+    return installLaunchAgent();
 }
 
 bool Finalisation::copyLogModeScripts(const std::string& generation) const {
@@ -82,14 +120,14 @@ bool Finalisation::copyLogModeScripts(const std::string& generation) const {
 
 bool Finalisation::terminateDesktopApplication() const {
     ILog("Terminating desktop application");
-    executeForLog("pkill -f " + kApplicationPattern);
+    executeForLog("pkill -f " + applicationPattern());
     if (runningApplications().empty()) {
         return true;
     }
     // One polite attempt, one second, one forced attempt: no further retries.
     QThread::msleep(1000);
     ILog("Force terminating desktop application");
-    executeForLog("pkill -SIGKILL -f " + kApplicationPattern);
+    executeForLog("pkill -SIGKILL -f " + applicationPattern());
     if (runningApplications().empty()) {
         return true;
     }
@@ -105,7 +143,7 @@ bool Finalisation::removeOtherGenerations() const {
             continue;
         }
         DTraceRemoval("-rf", path);
-        if (fileExistsAtPath(path)) {
+        if (entryKind(path) != EntryKind::Missing) {
             context_.performSegueToInstallFailure(
                 "MSG_E3001", stringWithFormat("installation failure: updater: %s", path.c_str()));
             return false;
@@ -127,8 +165,9 @@ bool Finalisation::renewLink() const {
         return false;
     }
     ILog("installer removed link to applications: %s", link.c_str());
+    // The link names the generation as the system booted from the target volume sees it.
     std::error_code ec;
-    fs::create_symlink(context_.destDirectoryPath(), link, ec);
+    fs::create_symlink(systemPathOf(context_.destDirectoryPath()), link, ec);
     if (ec) {
         context_.performSegueToInstallFailure("MSG_E3001", failure);
         return false;
@@ -143,14 +182,31 @@ void Finalisation::removeOldHelpFile() const {
     DTraceRemoval("-rf", backup);
 }
 
-void Finalisation::installLaunchAgent() const {
+bool Finalisation::installLaunchAgent() const {
     std::optional<std::string> source =
         context_.bundle().pathForResource(Const::kClientAppName, "plist");
     const std::string target = Const::applicationLaunchAgentPlistPath();
     ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
-    // A missing agent file does not stop the installation, deliberately.
-    (void)FileCopyUtil::syncCopyAtPath(source, target);
+    // A missing agent file in the bundle does not stop the installation, deliberately; one that
+    // cannot be written does: the application would not start at login. It is written beside
+    // its name and renamed into place, so a full disk leaves no partial file.
+    if (source) {
+        UniqueFd agents;
+        std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"),
+                                                parentOf(target), rootOnly(0755), agents,
+                                                nullptr, /*ownExisting=*/false);
+        if (!ec) {
+            ec = copyFileAtomically(*source, agents.get(), nameOf(target), rootAdmin(0644));
+        }
+        if (ec) {
+            context_.performSegueToInstallFailure(
+                "MSG_E3001", stringWithFormat("installation failure: launch agent: %s (%s)",
+                                              target.c_str(), ec.message().c_str()));
+            return false;
+        }
+    }
     DTraceExecute("chown -R root:admin " + shellForm(target));
+    return true;
 }
 
 }  // namespace vela

@@ -2,9 +2,10 @@
 
 #include "Commands.h"
 #include "Const.h"
-#include "FileCopyUtil.h"
 #include "Log.h"
+#include "SafeFiles.h"
 #include "ShellForm.h"
+#include "SystemPath.h"
 
 namespace vela {
 
@@ -24,60 +25,69 @@ std::string HelpFile::backupPath() {
     return destinationPath() + ".old";
 }
 
-bool HelpFile::copyHelpFile() const {
+bool HelpFile::copyHelpFile(UndoRecord& record) const {
     DTrace("start");
     const std::optional<std::string> source =
         context_.bundle().pathForResource(Const::kDeviceHelpFileName, Const::kDeviceHelpFileType);
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
-    if (fileExistsAtPath(backup)) {
+    auto fail = [this](const std::string& message) {
+        context_.performSegueToInstallFailure("MSG_E3001", message);
+        DTrace("end");
+        return false;
+    };
+    std::string journalError;
+    if (record.find(UndoStep::DeviceDirectoryCreated) == nullptr &&
+        !record.append(
+            {UndoStep::HelpFileReplaced, systemPathOf(destination), systemPathOf(backup)},
+            &journalError)) {
+        return fail("installation failure: journal: " + journalError);
+    }
+    if (entryKind(backup) != EntryKind::Missing) {
         DTraceRemoval("-f", backup);
-        if (fileExistsAtPath(backup)) {
-            context_.performSegueToInstallFailure(
-                "MSG_E3001",
-                stringWithFormat("installation failure: removing old renamed help file : %s",
-                                 backup.c_str()));
-            DTrace("end");
-            return false;
+        if (entryKind(backup) != EntryKind::Missing) {
+            return fail(stringWithFormat(
+                "installation failure: removing old renamed help file : %s", backup.c_str()));
         }
         ILog("removed renamed old help file: %s", backup.c_str());
     }
-    if (fileExistsAtPath(destination)) {
+    if (entryKind(destination) != EntryKind::Missing) {
         DTraceExecute("mv " + shellForm(destination) + " " + shellForm(backup));
-        changed_ = true;
-        if (fileExistsAtPath(backup)) {
-            ILog("renamed help file: %s", destination.c_str());
-        } else {
-            context_.performSegueToInstallFailure(
-                "MSG_E3001", stringWithFormat("installation failure: renaming help file : %s",
-                                              destination.c_str()));
-            DTrace("end");
-            return false;
+        if (entryKind(backup) == EntryKind::Missing) {
+            return fail(stringWithFormat("installation failure: renaming help file : %s",
+                                         destination.c_str()));
         }
+        ILog("renamed help file: %s", destination.c_str());
     }
     ILog("Copy %s to %s", orNull(source).c_str(), destination.c_str());
-    changed_ = true;
-    if (FileCopyUtil::syncCopyAtPath(source, destination)) {
-        context_.performSegueToInstallFailure(
-            "MSG_E3001",
+    // A new file, created where nothing is, owner and mode set on its descriptor: whatever
+    // somebody in the group admin put at the name meanwhile is replaced, never followed.
+    UniqueFd directory;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"),
+                                            Const::getDeviceLicenseModeDirectoryPath(),
+                                            rootAdmin(0775), directory);
+    if (!ec) {
+        ec = source ? copyFileAtomically(*source, directory.get(), helpFileName(),
+                                         rootAdmin(0664))
+                    : std::make_error_code(std::errc::no_such_file_or_directory);
+    }
+    if (ec) {
+        return fail(
             stringWithFormat("installation failure: copy help file: %s", destination.c_str()));
-        DTrace("end");
-        return false;
     }
     ILog("Copy help file of the device license mode: %s", destination.c_str());
-    DTraceExecute("chown root:admin " + shellForm(destination));
-    DTraceExecute("chmod 664 " + shellForm(destination));
+    DTrace("set root:admin 664 on %s", destination.c_str());
     DTrace("end");
     return true;
 }
 
-void HelpFile::revertHelpFile() const {
+void HelpFile::revertHelpFile() {
     DTrace("start");
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
     ILog("Remove copied help file of the device license mode: %s", destination.c_str());
     DTraceExecute(removalCommand("-f", destination));
-    if (fileExistsAtPath(backup)) {
+    if (entryKind(backup) != EntryKind::Missing) {
         ILog("Revert help file of the device license mode: %s", destination.c_str());
         DTraceExecute("mv -f " + shellForm(backup) + " " + shellForm(destination));
     }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "InstallationContext.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
@@ -13,20 +14,18 @@ public:
     explicit HelpFile(const InstallationContext& context) : context_(context) {}
 
     /// Moves the current file aside (after clearing a stale backup), copies the bundle's file in
-    /// and sets root:admin 664. False after reporting the failure.
-    bool copyHelpFile() const;
+    /// afresh with root:admin 664 set on its descriptor. Records the replacement in `record`
+    /// first unless `record` already removes the whole directory on undo. False after reporting
+    /// the failure.
+    bool copyHelpFile(UndoRecord& record) const;
     /// Removes the copied file and moves the backup back, if there is one. Best effort.
-    void revertHelpFile() const;
-
-    /// Whether this run has moved or replaced the help file (so a revert has something to undo).
-    bool changedHelpFile() const { return changed_; }
+    static void revertHelpFile();
 
     static std::string destinationPath();
     static std::string backupPath();
 
 private:
     const InstallationContext& context_;
-    mutable bool changed_ = false;
 };
 
 }  // namespace vela

@@ -31,12 +31,6 @@ public:
 
     /// Whether a failure has been reported in this run. Any thread.
     bool hasFailed() const { return failed_; }
-    /// Whether the destination now holds this run's (possibly partial) copy.
-    bool copyStarted() const { return copyStarted_; }
-    void setCopyStarted() { copyStarted_ = true; }
-    /// Whether this run moved the same-version generation aside (so an undo moves it back).
-    bool movedAside() const { return movedAside_; }
-    void setMovedAside(bool moved) { movedAside_ = moved; }
 
     /// "YES" once the user asked to cancel, else "NO" (for trace lines).
     const char* cancelWord() const { return view_.isCancelRequested() ? "YES" : "NO"; }
@@ -57,8 +51,6 @@ private:
     std::string destDirectoryPath_;
     std::string destOldDirectoryPath_;
     mutable std::atomic<bool> failed_{false};
-    bool copyStarted_ = false;
-    bool movedAside_ = false;
 };
 
 }  // namespace vela

@@ -6,6 +6,8 @@
 #include "Const.h"
 #include "Log.h"
 #include "MainQueue.h"
+#include "SafeFiles.h"
+#include "SystemPath.h"
 
 namespace vela {
 
@@ -31,8 +33,8 @@ InstallationRun::InstallationRun(InstallationView& view, const Bundle& bundle, b
       deviceDirectory_(context_),
       helpFile_(context_),
       offlineFlag_(context_),
-      rollback_(context_, fileCopyUtil_, deviceDirectory_, helpFile_),
-      finalisation_(context_, offlineFlag_, rollback_),
+      rollback_(context_, fileCopyUtil_, record_),
+      finalisation_(context_, offlineFlag_, rollback_, record_),
       runEnded_(std::move(runEnded)) {}
 
 InstallationRun::~InstallationRun() = default;
@@ -45,32 +47,71 @@ void InstallationRun::load() {
 }
 
 void InstallationRun::start() {
+    if (cancelled_ || started_) {
+        return;  // nothing starts after a Cancel
+    }
+    started_ = true;
     DTrace("start");
     ILog("Start Installation process");
     isAppCopyFinished_ = false;
+    record_.begin(context_.isOverwrite(), orNull(context_.bundle().shortVersionString()));
     if (context_.isOverwrite()) {
         if (!moveSameVersionAside()) {
-            endRun();
+            failAndUndo();
             return;
         }
     } else {
         removeStaleUserConfiguration();
     }
-    if (!deviceDirectory_.createDirectoryDeviceLicenseConfig() || !helpFile_.copyHelpFile()) {
-        rollback_.undoAfterFailure();
-        endRun();
+    if (!deviceDirectory_.createDirectoryDeviceLicenseConfig(record_) ||
+        !helpFile_.copyHelpFile(record_) || !prepareGeneration()) {
+        failAndUndo();
         return;
     }
     std::optional<std::string> source =
         context_.bundle().pathForAuxiliaryExecutable(bundleNamed(Const::kClientAppName));
     std::string target = context_.destDirectoryPath() + bundleNamed(Const::kClientAppName);
     ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
-    context_.setCopyStarted();
     fileCopyUtil_.copyFileAtPath(source, target);
     if (!context_.isOverwrite()) {
         context_.view().setCancelEnabled(true);
     }
     DTrace("end");
+}
+
+void InstallationRun::failAndUndo() {
+    rollback_.undoAfterFailure();
+    endRun();
+}
+
+// The destination must be a directory of this run's own: made here, where nothing was (or
+// where the previous generation was moved away from). Anything else at the name, a link above
+// all, is refused before anything is written through it.
+bool InstallationRun::prepareGeneration() {
+    const std::string& destination = context_.destDirectoryPath();
+    const EntryKind kind = entryKind(destination);
+    if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
+        context_.performSegueToInstallFailure(
+            "MSG_E3001", stringWithFormat("installation failure: not a directory: %s (%s)",
+                                          destination.c_str(), entryKindName(kind)));
+        return false;
+    }
+    std::string journalError;
+    if (!record_.append({UndoStep::CopyStarted, systemPathOf(destination), {}}, &journalError)) {
+        context_.performSegueToInstallFailure("MSG_E3001",
+                                              "installation failure: journal: " + journalError);
+        return false;
+    }
+    UniqueFd directory;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Applications"), destination,
+                                            rootOnly(0755), directory);
+    if (ec) {
+        context_.performSegueToInstallFailure(
+            "MSG_E3001", stringWithFormat("installation failure: create directory: %s (%s)",
+                                          destination.c_str(), ec.message().c_str()));
+        return false;
+    }
+    return true;
 }
 
 bool InstallationRun::moveSameVersionAside() {
@@ -81,7 +122,7 @@ bool InstallationRun::moveSameVersionAside() {
             continue;
         }
         DTraceRemoval("-rf", path);
-        if (fileExistsAtPath(path)) {
+        if (entryKind(path) != EntryKind::Missing) {
             context_.performSegueToInstallFailure(
                 "MSG_E3001",
                 stringWithFormat("removed failure: old moved folder: %s", path.c_str()));
@@ -94,11 +135,22 @@ bool InstallationRun::moveSameVersionAside() {
     context_.setDestOldDirectoryPath(destination.substr(0, destination.size() - 1) +
                                      Const::kDestinationDirectorySuffix + "/");
     ILog("destOldDirectoryPath: %s", context_.destOldDirectoryPath().c_str());
-    // A failed move has been reported inside; the preparation goes on regardless.
+    if (entryKind(destination) == EntryKind::Missing) {
+        // Nothing of this version to move aside: the move finds no source and only traces.
+        rollback_.renameDirectoryAtPath(destination, context_.destOldDirectoryPath());
+        return true;
+    }
+    std::string journalError;
+    if (!record_.append({UndoStep::MovedAside, systemPathOf(destination),
+                         systemPathOf(context_.destOldDirectoryPath())},
+                        &journalError)) {
+        context_.performSegueToInstallFailure("MSG_E3001",
+                                              "installation failure: journal: " + journalError);
+        return false;
+    }
+    // A failed move has been reported inside; nothing is copied over the previous generation.
     rollback_.renameDirectoryAtPath(destination, context_.destOldDirectoryPath());
-    context_.setMovedAside(!fileExistsAtPath(destination) &&
-                           fileExistsAtPath(context_.destOldDirectoryPath()));
-    return true;
+    return !context_.hasFailed();
 }
 
 void InstallationRun::removeStaleUserConfiguration() const {
@@ -115,7 +167,24 @@ void InstallationRun::removeStaleUserConfiguration() const {
 }
 
 void InstallationRun::cancelButtonClicked() {
+    if (!started_) {
+        // Nothing has been touched yet, and nothing will be.
+        cancelled_ = true;
+        ILog("Start InstallationViewController cancelButtonClicked");
+        context_.view().setCancelEnabled(false);
+        ILog("Installation cancelled before it started; nothing was changed");
+        ILog("End InstallationViewController cancelButtonClicked");
+        InstallationView* view = &context_.view();
+        runOnMainQueue(this, [view] { view->terminate(); });
+        endRun();
+        return;
+    }
+    if (ended_ || cancelled_) {
+        return;
+    }
+    cancelled_ = true;
     rollback_.cancelButtonClicked();
+    record_.finish();
 }
 
 void InstallationRun::setCopyProgress(float fraction) {
@@ -140,8 +209,12 @@ void InstallationRun::didFinishedCopyWithError(std::error_code error) {
         return;
     }
     if (error) {
-        // The chain goes on after a failed copy, deliberately; only the first page change counts.
+        // Undone at once, before anything else can happen: a window closed or a signal received
+        // from now on finds the previous state already back.
         context_.performSegueToInstallFailure("MSG_E3001", "Installation couldn't be completed");
+        runOnMainQueue(this, [this] { failAndUndo(); });
+        DTrace("end: cancel=%s", context_.cancelWord());
+        return;
     }
     if (isAppCopyFinished_) {
         DTrace("copied all modules");
@@ -172,6 +245,11 @@ void InstallationRun::copyUninstaller() {
 }
 
 void InstallationRun::endRun() {
+    if (ended_) {
+        return;
+    }
+    ended_ = true;
+    record_.finish();
     if (runEnded_) {
         runOnMainQueue(this, runEnded_);
     }

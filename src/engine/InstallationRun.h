@@ -12,6 +12,7 @@
 #include "InstallationContext.h"
 #include "OfflineFlag.h"
 #include "Rollback.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
@@ -28,10 +29,15 @@ public:
 
     /// Progress 0 and the Cancel button enabled exactly in an overwrite.
     void load();
-    /// Main thread: the preparation, then the start of the application copy.
+    /// Main thread: the preparation, then the start of the application copy. Does nothing after
+    /// a Cancel.
     void start();
-    /// Main thread: the user clicked Cancel.
+    /// Main thread: the user clicked Cancel. Before the start, the run ends without touching
+    /// anything and never starts.
     void cancelButtonClicked();
+    /// Whether the run has started and not yet ended (a window closed now would leave it
+    /// half-done).
+    bool isUnderWay() const { return started_ && !ended_; }
 
     float progress() const { return progress_; }
     const InstallationContext& context() const { return context_; }
@@ -40,6 +46,8 @@ private:
     void setCopyProgress(float fraction) override;
     void didFinishedCopyWithError(std::error_code error) override;
     bool moveSameVersionAside();
+    bool prepareGeneration();
+    void failAndUndo();
     void removeStaleUserConfiguration() const;
     void copyUninstaller();
     void endRun();
@@ -49,10 +57,14 @@ private:
     DeviceDirectory deviceDirectory_;
     HelpFile helpFile_;
     OfflineFlag offlineFlag_;
+    UndoRecord record_;
     Rollback rollback_;
     Finalisation finalisation_;
     std::function<void()> runEnded_;
     std::atomic<bool> isAppCopyFinished_{false};
+    bool started_ = false;
+    bool cancelled_ = false;
+    bool ended_ = false;
     float progress_ = 0;
 };
 

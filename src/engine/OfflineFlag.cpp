@@ -1,27 +1,58 @@
 #include "OfflineFlag.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "Commands.h"
 #include "Const.h"
 #include "Log.h"
-#include "ShellExecute.h"
+#include "SafeFiles.h"
 #include "ShellForm.h"
 #include "platform/StatCommand.h"
 
 namespace vela {
 
+namespace {
+
+// The existing flag when it is a plain file of its own, else a new one in its place.
+std::error_code touchFlag(int directory, const std::string& name, UniqueFd& out) {
+    UniqueFd file(::openat(directory, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat info {};
+    if (file.valid() && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) &&
+        info.st_nlink == 1) {
+        ::futimens(file.get(), nullptr);
+        const Ownership ownership = rootAdmin(0664);
+        if (::fchown(file.get(), ownership.owner, ownership.group) != 0 ||
+            ::fchmod(file.get(), ownership.mode) != 0) {
+            return {errno, std::generic_category()};
+        }
+        out = std::move(file);
+        return {};
+    }
+    return createFileAfresh(directory, name, rootAdmin(0664), out);
+}
+
+}  // namespace
+
 bool OfflineFlag::createDeviceOfflineFlagFile() const {
     DTrace("start");
     const std::string path = Const::getDeviceOfflineFlagFilePath();
     const std::string shellPath = shellForm(path);
-    ShellExecute::execute("touch " + shellPath);
-    if (!fileExistsAtPath(path)) {
+    UniqueFd directory;
+    UniqueFd flag;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(path),
+                                            rootAdmin(0775), directory);
+    if (!ec) {
+        ec = touchFlag(directory.get(), nameOf(path), flag);
+    }
+    if (ec) {
+        DTrace("create %s: %s", path.c_str(), ec.message().c_str());
         context_.performSegueToInstallFailure(
             "MSG_E3001", stringWithFormat("installation failure: create: %s", path.c_str()));
         DTrace("end");
         return false;
     }
-    DTraceExecute("chown -R root:admin " + shellPath);
-    DTraceExecute("chmod 664 " + shellPath);
+    DTrace("set root:admin 664 on %s", path.c_str());
     // One stat for all three fields here, unlike the device directory's three separate reads.
     std::string access = trimmingNewlines(DTraceExecute(statCommand("%Su:%Sg:%Sp", shellPath)));
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());

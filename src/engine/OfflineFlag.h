@@ -9,8 +9,9 @@ class OfflineFlag {
 public:
     explicit OfflineFlag(const InstallationContext& context) : context_(context) {}
 
-    /// Touches the file (an existing one is kept), sets root:admin 664 and reads it back.
-    /// False after reporting the failure.
+    /// Touches the file (an existing plain file is kept; a link, a file with a second hard link
+    /// or anything else at the name is replaced), sets root:admin 664 on its descriptor and
+    /// reads it back. False after reporting the failure.
     bool createDeviceOfflineFlagFile() const;
 
 private:

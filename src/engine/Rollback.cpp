@@ -2,11 +2,15 @@
 
 #include <QThread>
 
+#include <algorithm>
+
 #include "Commands.h"
 #include "Const.h"
+#include "DeviceDirectory.h"
+#include "HelpFile.h"
 #include "Log.h"
 #include "MainQueue.h"
-#include "ShellExecute.h"
+#include "SafeFiles.h"
 #include "ShellForm.h"
 
 namespace vela {
@@ -19,59 +23,91 @@ void Rollback::cancelButtonClicked() const {
     // The copy must have ended before anything is restored under the generation's name, or it
     // would go on writing into (and its completion would then remove) the restored generation.
     copier_.stopAndWait();
-    removeNewGeneration();
-    if (context_.isOverwrite()) {
-        DTrace("cancelation with over write");
-        renameDirectoryAtPath(context_.destOldDirectoryPath(), context_.destDirectoryPath());
-        helpFile_.revertHelpFile();
-    } else {
-        DTrace("cancelation with new installation");
-        deviceDirectory_.removeDirectoryDeviceLicenseConfig();
-        DTrace("cancelation: removing link");
-        ShellExecute::execute(removalCommand("-rf", Const::symbolicLinkPath()));
-        DTrace("cancelation: removing LaunchControl file");
-        ShellExecute::execute(removalCommand("-rf", Const::applicationLaunchAgentPlistPath()));
-    }
+    undoRecorded(true);
     DTrace("end: cancel=%s", context_.cancelWord());
     ILog("End InstallationViewController cancelButtonClicked");
     InstallationView* view = &context_.view();
     runOnMainQueue(context_.mainContext(), [view] { view->terminate(); });
 }
 
-void Rollback::removeNewGeneration() const {
-    const std::string& destination = context_.destDirectoryPath();
-    ILog("Remove application module: %s", destination.c_str());
-    DTraceExecute(removalCommand("-rf", destination));
-}
-
 void Rollback::undoAfterFailure() const {
     DTrace("start");
-    ILog("Undo the installation after a failure");
-    if (context_.copyStarted()) {
-        removeNewGeneration();
-    }
-    if (context_.movedAside()) {
-        renameDirectoryAtPath(context_.destOldDirectoryPath(), context_.destDirectoryPath());
-    }
-    if (helpFile_.changedHelpFile() && context_.isOverwrite()) {
-        helpFile_.revertHelpFile();
+    if (!record_.isPastPointOfNoReturn()) {
+        ILog("Undo the installation after a failure");
+        undoRecorded(false);
     }
     DTrace("end");
 }
 
+void Rollback::undoRecorded(bool cancelRoad) const {
+    const std::vector<UndoEntry>& entries = record_.entries();
+    auto end = std::find_if(entries.begin(), entries.end(), [](const UndoEntry& entry) {
+        return entry.step == UndoStep::PointOfNoReturn;
+    });
+    bool announced = !cancelRoad;
+    auto announce = [this, &announced] {
+        if (!announced) {
+            DTrace(record_.isOverwrite() ? "cancelation with over write"
+                                         : "cancelation with new installation");
+            announced = true;
+        }
+    };
+    for (auto it = std::make_reverse_iterator(end); it != entries.rend(); ++it) {
+        if (it->step != UndoStep::CopyStarted) {
+            announce();
+        }
+        undo(*it);
+    }
+    announce();
+    if (cancelRoad && record_.isOverwrite() && record_.find(UndoStep::MovedAside) == nullptr) {
+        // Nothing was moved aside (an update over another version): the move back finds no
+        // source and only traces.
+        renameDirectoryAtPath(context_.destOldDirectoryPath(), context_.destDirectoryPath());
+    }
+    if (cancelRoad && !record_.isOverwrite()) {
+        // A new installation places the link and the agent only past its point of no return;
+        // before it there is nothing of this run's to remove under those names.
+        DTrace("cancelation: removing link");
+        DTrace("cancelation: removing LaunchControl file");
+    }
+}
+
+void Rollback::undo(const UndoEntry& entry) const {
+    const std::string path = Const::underTargetRoot(entry.path);
+    switch (entry.step) {
+        case UndoStep::CopyStarted:
+            ILog("Remove application module: %s", path.c_str());
+            removeEntryTraced(__PRETTY_FUNCTION__, path);
+            break;
+        case UndoStep::MovedAside:
+            renameDirectoryAtPath(Const::underTargetRoot(entry.backup), path);
+            break;
+        case UndoStep::HelpFileReplaced:
+            HelpFile::revertHelpFile();
+            break;
+        case UndoStep::DeviceDirectoryCreated:
+            DeviceDirectory::removeDirectoryDeviceLicenseConfig();
+            break;
+        case UndoStep::PointOfNoReturn:
+            break;
+    }
+}
+
 void Rollback::renameDirectoryAtPath(const std::string& source, const std::string& target) const {
     DTrace("start: src: [%s]: dst: [%s]", source.c_str(), target.c_str());
-    if (!source.empty() && fileExistsAtPath(source)) {
-        DTraceExecute(removalCommand("-rf", target));
-        if (fileExistsAtPath(target)) {
+    // Only a real directory moves: a link planted under the source's name is not ours.
+    if (!source.empty() && entryKind(source) == EntryKind::Directory) {
+        removeEntryTraced(__PRETTY_FUNCTION__, target);
+        if (entryKind(target) != EntryKind::Missing) {
             ILog("failure to clean : %s", target.c_str());
             context_.performSegueToInstallFailure(
                 "MSG_E3001", stringWithFormat("rename failure: %s", target.c_str()));
         } else {
             ILog("installer clean : %s", target.c_str());
         }
-        DTraceExecute("mv " + shellForm(source) + " " + shellForm(target));
-        if (fileExistsAtPath(target)) {
+        DTraceExecute("mv " + shellForm(withoutTrailingSlash(source)) + " " +
+                      shellForm(withoutTrailingSlash(target)));
+        if (entryKind(target) == EntryKind::Directory) {
             ILog("installer rename : %s to %s", source.c_str(), target.c_str());
         } else {
             ILog("failure to rename : %s to %s", source.c_str(), target.c_str());

@@ -2,44 +2,44 @@
 
 #include <string>
 
-#include "DeviceDirectory.h"
 #include "FileCopyUtil.h"
-#include "HelpFile.h"
 #include "InstallationContext.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
-/// Undoing a run on Cancel, and the directory move that both the preparation and the undo use.
+/// Undoing a run from its record: on Cancel, after a failure, and (for a run that was killed)
+/// on the next run's repair. Only what the record names is touched: the new generation is
+/// removed only once this run has started to fill it, the moved-aside generation is moved back
+/// only when it is there as a directory.
 class Rollback {
 public:
-    Rollback(const InstallationContext& context, FileCopyUtil& copier,
-             const DeviceDirectory& deviceDirectory, const HelpFile& helpFile)
-        : context_(context),
-          copier_(copier),
-          deviceDirectory_(deviceDirectory),
-          helpFile_(helpFile) {}
+    Rollback(const InstallationContext& context, FileCopyUtil& copier, const UndoRecord& record)
+        : context_(context), copier_(copier), record_(record) {}
 
-    /// Main thread. Disables Cancel, stops the copy, removes the new generation, then restores
-    /// the moved-aside generation and the help file (overwrite) or removes the device directory,
-    /// the link and the LaunchAgent file (new installation); finally asks the view to end.
+    /// Main thread. Disables Cancel, stops the copy, walks the record backwards with the trace
+    /// lines of the Cancel button, then asks the view to end.
     void cancelButtonClicked() const;
 
-    /// Main thread. After a failure, puts back what this run changed that a user would miss:
-    /// removes the new generation and, in an overwrite, restores the moved-aside generation and
-    /// the help file. Leaves alone what the run did not touch.
+    /// Main thread. After a failure, puts back what this run changed, unless the run has passed
+    /// its point of no return (then the new generation is complete and is kept).
     void undoAfterFailure() const;
 
-    /// Moves `source` to `target` after clearing `target`. Nothing happens when `source` is
-    /// missing; failures are reported (and the move is still tried after a failed clean).
+    /// Main thread. Walks the record backwards, undoing each step before the point of no
+    /// return. `cancelRoad` adds the Cancel button's trace lines between the steps.
+    void undoRecorded(bool cancelRoad) const;
+
+    /// Moves `source` to `target` after clearing `target`. Nothing happens when `source` is not
+    /// a real directory; failures are reported (and the move is still tried after a failed
+    /// clean).
     void renameDirectoryAtPath(const std::string& source, const std::string& target) const;
 
 private:
-    void removeNewGeneration() const;
+    void undo(const UndoEntry& entry) const;
 
     const InstallationContext& context_;
     FileCopyUtil& copier_;
-    const DeviceDirectory& deviceDirectory_;
-    const HelpFile& helpFile_;
+    const UndoRecord& record_;
 };
 
 }  // namespace vela

@@ -83,7 +83,7 @@ TEST_F(Run, ADirectoryWhereTheLinkBelongsIsReplacedByTheLink) {
     writeFile(Const::symbolicLinkPath() + "/inside", "");
     install(false);
     EXPECT_EQ(fs::read_symlink(Const::symbolicLinkPath()),
-              Const::applicationDirectoryPathWithVersion(Const::getCurrentAppVersion()));
+              "/Applications/Quillmark/VELA-Ver" + *Const::getCurrentAppVersion() + "/");
 }
 
 TEST(Removal, NeverNamesTheRootOrTheFoldersAboveTheGenerations) {
@@ -96,6 +96,8 @@ TEST(Removal, NeverNamesTheRootOrTheFoldersAboveTheGenerations) {
         EXPECT_EQ(removalCommand("-rf", path).rfind("echo ", 0), 0u) << path;
     }
     const std::string generation = root.root() + "/Applications/Quillmark/VELA-Ver/";
-    EXPECT_EQ(removalCommand("-rf", generation), "rm -rf " + shellForm(generation));
+    // Without its trailing slash: rm then removes a link at that name, never what it points to.
+    EXPECT_EQ(removalCommand("-rf", generation),
+              "rm -rf " + shellForm(generation.substr(0, generation.size() - 1)));
     Const::setTargetRoot("/");
 }

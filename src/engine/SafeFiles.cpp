@@ -1,0 +1,325 @@
+#include "SafeFiles.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <vector>
+
+namespace vela {
+
+namespace {
+
+std::error_code lastError() {
+    return {errno, std::generic_category()};
+}
+
+std::vector<std::string> componentsOf(const std::string& relative) {
+    std::vector<std::string> parts;
+    std::string::size_type start = 0;
+    while (start <= relative.size()) {
+        std::string::size_type end = relative.find('/', start);
+        if (end == std::string::npos) {
+            end = relative.size();
+        }
+        if (end > start) {
+            parts.push_back(relative.substr(start, end - start));
+        }
+        start = end + 1;
+    }
+    return parts;
+}
+
+std::error_code applyOwnership(int fd, const Ownership& ownership) {
+    if (::fchown(fd, ownership.owner, ownership.group) != 0 ||
+        ::fchmod(fd, ownership.mode) != 0) {
+        return lastError();
+    }
+    return {};
+}
+
+std::error_code writeAll(int fd, const char* data, std::size_t size) {
+    while (size > 0) {
+        ssize_t n = ::write(fd, data, size);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return lastError();
+        }
+        data += n;
+        size -= static_cast<std::size_t>(n);
+    }
+    return {};
+}
+
+std::string temporaryName(const std::string& name) {
+    static std::atomic<unsigned> counter{0};
+    return "." + name + ".new-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+}
+
+// Fills a temporary file beside `name` with `fill`, then puts it in place.
+template <typename Fill>
+std::error_code replaceAtomically(int dirFd, const std::string& name, const Ownership& ownership,
+                                  Fill fill) {
+    const std::string temporary = temporaryName(name);
+    UniqueFd file;
+    std::error_code ec = createFileAfresh(dirFd, temporary, ownership, file);
+    if (!ec) {
+        ec = fill(file.get());
+    }
+    if (!ec && ::fsync(file.get()) != 0) {
+        ec = lastError();
+    }
+    if (!ec && ::close(file.release()) != 0) {
+        ec = lastError();  // a full disk may only show here
+    }
+    if (!ec && ::renameat(dirFd, temporary.c_str(), dirFd, name.c_str()) != 0) {
+        ec = lastError();
+    }
+    if (ec) {
+        ::unlinkat(dirFd, temporary.c_str(), 0);
+        return ec;
+    }
+    ::fsync(dirFd);
+    return {};
+}
+
+}  // namespace
+
+UniqueFd::~UniqueFd() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+    }
+}
+
+UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
+    if (this != &other) {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+        fd_ = other.release();
+    }
+    return *this;
+}
+
+int UniqueFd::release() {
+    int fd = fd_;
+    fd_ = -1;
+    return fd;
+}
+
+EntryKind entryKind(const std::string& path) {
+    std::string name = path;
+    while (name.size() > 1 && name.back() == '/') {
+        name.pop_back();  // "dir/" would follow a link at "dir"
+    }
+    struct stat info {};
+    if (::lstat(name.c_str(), &info) != 0) {
+        return EntryKind::Missing;
+    }
+    if (S_ISLNK(info.st_mode)) {
+        return EntryKind::Link;
+    }
+    if (S_ISDIR(info.st_mode)) {
+        return EntryKind::Directory;
+    }
+    return S_ISREG(info.st_mode) ? EntryKind::File : EntryKind::Other;
+}
+
+const char* entryKindName(EntryKind kind) {
+    switch (kind) {
+        case EntryKind::Missing:
+            return "nothing";
+        case EntryKind::Directory:
+            return "a directory";
+        case EntryKind::Link:
+            return "a symbolic link";
+        case EntryKind::File:
+            return "a file";
+        case EntryKind::Other:
+            break;
+    }
+    return "a special file";
+}
+
+Ownership rootAdmin(mode_t mode) {
+    const group* admin = ::getgrnam("admin");
+    return Ownership{0, admin ? admin->gr_gid : 0, mode};
+}
+
+Ownership rootOnly(mode_t mode) {
+    return Ownership{0, 0, mode};
+}
+
+std::error_code openOwnedDirectory(const std::string& trusted, const std::string& path,
+                                   const Ownership& ownership, UniqueFd& out, bool* created,
+                                   bool ownExisting) {
+    if (created) {
+        *created = false;
+    }
+    std::string base = trusted;
+    while (base.size() > 1 && base.back() == '/') {
+        base.pop_back();
+    }
+    if (path.compare(0, base.size(), base) != 0 ||
+        (path.size() > base.size() && base != "/" && path[base.size()] != '/')) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    UniqueFd current(::open(base.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!current.valid()) {
+        return lastError();
+    }
+    const std::vector<std::string> parts = componentsOf(path.substr(base.size()));
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const bool last = i + 1 == parts.size();
+        if (parts[i] == "." || parts[i] == "..") {
+            return std::make_error_code(std::errc::invalid_argument);
+        }
+        bool made = false;
+        // Intermediate folders that we make are root's alone, so nobody can swap what is below.
+        const Ownership wanted = last ? ownership : rootOnly(0755);
+        if (::mkdirat(current.get(), parts[i].c_str(), 0700) == 0) {
+            made = true;
+        } else if (errno != EEXIST) {
+            return lastError();
+        }
+        UniqueFd next(::openat(current.get(), parts[i].c_str(),
+                               O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!next.valid()) {
+            return lastError();  // ELOOP for a link, ENOTDIR for anything else
+        }
+        if (made || (last && ownExisting)) {
+            if (std::error_code ec = applyOwnership(next.get(), wanted)) {
+                return ec;
+            }
+        }
+        if (last && created) {
+            *created = made;
+        }
+        current = std::move(next);
+    }
+    out = std::move(current);
+    return {};
+}
+
+std::error_code createFileAfresh(int dirFd, const std::string& name, const Ownership& ownership,
+                                 UniqueFd& out) {
+    struct stat info {};
+    if (::fstatat(dirFd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (S_ISDIR(info.st_mode)) {
+            return std::make_error_code(std::errc::is_a_directory);
+        }
+        if (::unlinkat(dirFd, name.c_str(), 0) != 0) {
+            return lastError();
+        }
+    }
+    UniqueFd file(::openat(dirFd, name.c_str(),
+                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK,
+                           0600));
+    if (!file.valid()) {
+        return lastError();
+    }
+    if (std::error_code ec = applyOwnership(file.get(), ownership)) {
+        return ec;
+    }
+    out = std::move(file);
+    return {};
+}
+
+std::error_code writeFileAtomically(int dirFd, const std::string& name,
+                                    const std::string& contents, const Ownership& ownership) {
+    return replaceAtomically(dirFd, name, ownership, [&contents](int fd) {
+        return writeAll(fd, contents.data(), contents.size());
+    });
+}
+
+std::error_code copyFileAtomically(const std::string& source, int dirFd, const std::string& name,
+                                   const Ownership& ownership) {
+    UniqueFd from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+    if (!from.valid()) {
+        return lastError();
+    }
+    struct stat info {};
+    if (::fstat(from.get(), &info) != 0) {
+        return lastError();
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    return replaceAtomically(dirFd, name, ownership, [&from](int fd) {
+        char buffer[65536];
+        for (;;) {
+            ssize_t n = ::read(from.get(), buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n < 0) {
+                return lastError();
+            }
+            if (n == 0) {
+                return std::error_code();
+            }
+            if (std::error_code ec = writeAll(fd, buffer, static_cast<std::size_t>(n))) {
+                return ec;
+            }
+        }
+    });
+}
+
+std::error_code readRegularFile(const std::string& path, std::string& contents,
+                                std::size_t limit) {
+    UniqueFd file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+    if (!file.valid()) {
+        return lastError();
+    }
+    struct stat info {};
+    if (::fstat(file.get(), &info) != 0) {
+        return lastError();
+    }
+    if (!S_ISREG(info.st_mode) || static_cast<std::size_t>(info.st_size) > limit) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    contents.clear();
+    char buffer[65536];
+    for (;;) {
+        ssize_t n = ::read(file.get(), buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            return lastError();
+        }
+        if (n == 0 || contents.size() + static_cast<std::size_t>(n) > limit) {
+            break;
+        }
+        contents.append(buffer, static_cast<std::size_t>(n));
+    }
+    return {};
+}
+
+std::string parentOf(const std::string& path) {
+    std::string name = path;
+    while (name.size() > 1 && name.back() == '/') {
+        name.pop_back();
+    }
+    std::string::size_type slash = name.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : name.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path) {
+    std::string name = path;
+    while (name.size() > 1 && name.back() == '/') {
+        name.pop_back();
+    }
+    std::string::size_type slash = name.rfind('/');
+    return slash == std::string::npos ? name : name.substr(slash + 1);
+}
+
+}  // namespace vela

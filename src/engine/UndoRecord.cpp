@@ -1,0 +1,254 @@
+#include "UndoRecord.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "Const.h"
+#include "HelpFile.h"
+#include "SafeFiles.h"
+#include "SystemPath.h"
+
+namespace vela {
+
+namespace {
+
+constexpr const char* kJournalDirectory = "/Library/Application Support/Quillmark/VELA";
+constexpr const char* kJournalName = ".install-journal";
+constexpr int kJournalFormat = 1;
+
+struct StepName {
+    UndoStep step;
+    const char* name;
+};
+constexpr StepName kStepNames[] = {
+    {UndoStep::MovedAside, "movedAside"},
+    {UndoStep::CopyStarted, "copyStarted"},
+    {UndoStep::DeviceDirectoryCreated, "deviceDirectoryCreated"},
+    {UndoStep::HelpFileReplaced, "helpFileReplaced"},
+    {UndoStep::PointOfNoReturn, "pointOfNoReturn"},
+};
+
+const char* nameOfStep(UndoStep step) {
+    for (const StepName& entry : kStepNames) {
+        if (entry.step == step) {
+            return entry.name;
+        }
+    }
+    return "";
+}
+
+std::optional<UndoStep> stepNamed(const QString& name) {
+    for (const StepName& entry : kStepNames) {
+        if (name == QLatin1String(entry.name)) {
+            return entry.step;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string withoutTrailingSlashes(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path;
+}
+
+bool isGenerationPath(const std::string& path) {
+    const std::string prefix =
+        std::string(Const::kAppBaseDir) + "/" + Const::kClientAppVersionPrefix;
+    if (path.compare(0, prefix.size(), prefix) != 0) {
+        return false;
+    }
+    const std::string rest = withoutTrailingSlashes(path).substr(prefix.size());
+    return rest.find('/') == std::string::npos;
+}
+
+// The paths of the shared device files, as the installed system sees them.
+std::vector<std::string> deviceFilePaths() {
+    return {systemPathOf(Const::getDeviceLicenseModeDirectoryPath()),
+            systemPathOf(HelpFile::destinationPath()), systemPathOf(HelpFile::backupPath())};
+}
+
+}  // namespace
+
+bool isJournalPath(const std::string& path) {
+    if (path.empty() || path.front() != '/' || path.find("..") != std::string::npos) {
+        return false;
+    }
+    for (char c : path) {
+        if (static_cast<unsigned char>(c) < 0x20) {
+            return false;
+        }
+    }
+    if (isGenerationPath(path)) {
+        return true;
+    }
+    const std::string plain = withoutTrailingSlashes(path);
+    for (const std::string& allowed : deviceFilePaths()) {
+        if (plain == withoutTrailingSlashes(allowed)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string UndoRecord::journalDirectory() {
+    return Const::underTargetRoot(kJournalDirectory);
+}
+
+std::string UndoRecord::journalPath() {
+    return joinPath(journalDirectory(), kJournalName);
+}
+
+void UndoRecord::begin(bool isOverwrite, const std::string& version, bool durable) {
+    entries_.clear();
+    isOverwrite_ = isOverwrite;
+    version_ = version;
+    durable_ = durable;
+}
+
+bool UndoRecord::append(UndoEntry entry, std::string* error) {
+    entries_.push_back(std::move(entry));
+    if (!durable_) {
+        return true;
+    }
+    UniqueFd directory;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), journalDirectory(),
+                                            rootOnly(0755), directory);
+    if (!ec) {
+        ec = writeFileAtomically(directory.get(), kJournalName, serialise(), rootOnly(0600));
+    }
+    if (ec) {
+        entries_.pop_back();
+        if (error) {
+            *error = journalPath() + ": " + ec.message();
+        }
+        return false;
+    }
+    return true;
+}
+
+void UndoRecord::finish() {
+    if (durable_) {
+        UniqueFd directory(
+            ::open(journalDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (directory.valid() && ::unlinkat(directory.get(), kJournalName, 0) == 0) {
+            ::fsync(directory.get());
+        }
+    }
+    entries_.clear();
+    durable_ = false;
+}
+
+const UndoEntry* UndoRecord::find(UndoStep step) const {
+    for (const UndoEntry& entry : entries_) {
+        if (entry.step == step) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+std::string UndoRecord::serialise() const {
+    QJsonArray steps;
+    for (const UndoEntry& entry : entries_) {
+        QJsonObject object;
+        object.insert(QStringLiteral("step"), QLatin1String(nameOfStep(entry.step)));
+        if (!entry.path.empty()) {
+            object.insert(QStringLiteral("path"), QString::fromStdString(entry.path));
+        }
+        if (!entry.backup.empty()) {
+            object.insert(QStringLiteral("backup"), QString::fromStdString(entry.backup));
+        }
+        steps.append(object);
+    }
+    QJsonObject root;
+    root.insert(QStringLiteral("journal"), kJournalFormat);
+    root.insert(QStringLiteral("mode"),
+                isOverwrite_ ? QStringLiteral("overwrite") : QStringLiteral("new"));
+    root.insert(QStringLiteral("version"), QString::fromStdString(version_));
+    root.insert(QStringLiteral("steps"), steps);
+    return QJsonDocument(root).toJson(QJsonDocument::Indented).toStdString();
+}
+
+std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string& problem) {
+    QJsonParseError parseError{};
+    const QJsonDocument document =
+        QJsonDocument::fromJson(QByteArray::fromStdString(text), &parseError);
+    if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
+        problem = "not a journal: " + parseError.errorString().toStdString();
+        return std::nullopt;
+    }
+    const QJsonObject root = document.object();
+    const QString mode = root.value(QStringLiteral("mode")).toString();
+    if (root.value(QStringLiteral("journal")).toInt() != kJournalFormat ||
+        (mode != QLatin1String("overwrite") && mode != QLatin1String("new")) ||
+        !root.value(QStringLiteral("steps")).isArray()) {
+        problem = "not a journal of this installer";
+        return std::nullopt;
+    }
+    UndoRecord record;
+    record.isOverwrite_ = mode == QLatin1String("overwrite");
+    record.version_ = root.value(QStringLiteral("version")).toString().toStdString();
+    for (const QJsonValue& value : root.value(QStringLiteral("steps")).toArray()) {
+        const QJsonObject object = value.toObject();
+        std::optional<UndoStep> step = stepNamed(object.value(QStringLiteral("step")).toString());
+        if (!step) {
+            problem = "unknown step: " +
+                      object.value(QStringLiteral("step")).toString().toStdString();
+            return std::nullopt;
+        }
+        UndoEntry entry{*step, object.value(QStringLiteral("path")).toString().toStdString(),
+                        object.value(QStringLiteral("backup")).toString().toStdString()};
+        for (const std::string* path : {&entry.path, &entry.backup}) {
+            const bool needed = *step != UndoStep::PointOfNoReturn &&
+                                (path == &entry.path || *step == UndoStep::MovedAside);
+            if ((needed || !path->empty()) && !isJournalPath(*path)) {
+                problem = "names a path that is not the installer's: " + *path;
+                return std::nullopt;
+            }
+        }
+        record.entries_.push_back(std::move(entry));
+    }
+    return record;
+}
+
+std::optional<UndoRecord> UndoRecord::load(std::string& problem) {
+    problem.clear();
+    const std::string path = journalPath();
+    if (entryKind(path) == EntryKind::Missing) {
+        return std::nullopt;
+    }
+    // Only a journal that root alone could have written is data of ours.
+    for (const std::string& folder :
+         {parentOf(journalDirectory()), journalDirectory()}) {
+        if (entryKind(folder) != EntryKind::Directory) {
+            problem = folder + ": not a real directory";
+            return std::nullopt;
+        }
+    }
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) ||
+        info.st_uid != ::geteuid() || (info.st_mode & 022) != 0 || info.st_nlink != 1) {
+        problem = path + ": not a journal written by this installer (owner, mode or links)";
+        return std::nullopt;
+    }
+    std::string text;
+    if (std::error_code ec = readRegularFile(path, text)) {
+        problem = path + ": " + ec.message();
+        return std::nullopt;
+    }
+    std::optional<UndoRecord> record = parse(text, problem);
+    if (!record) {
+        problem = path + ": " + problem;
+    }
+    return record;
+}
+
+}  // namespace vela

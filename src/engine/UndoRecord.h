@@ -1,0 +1,70 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vela {
+
+/// A step that changes the target, recorded before it is taken.
+enum class UndoStep {
+    MovedAside,              ///< `path` (the same-version generation) moved to `backup`
+    CopyStarted,             ///< `path` (the new generation) is being filled
+    DeviceDirectoryCreated,  ///< `path` did not exist before this run
+    HelpFileReplaced,        ///< `path` replaced, the previous one (if any) kept at `backup`
+    PointOfNoReturn,         ///< from here on the run is finished, never undone
+};
+
+/// One recorded step. Paths are as the installed system sees them (without the target root).
+struct UndoEntry {
+    UndoStep step;
+    std::string path;
+    std::string backup;
+};
+
+/// What one run changed on the target, in order, with what it needs to be undone: Cancel and a
+/// failure walk it backwards in memory; kept durably on the target volume as the journal, it
+/// lets the next run repair a run that was killed. Main thread only.
+class UndoRecord {
+public:
+    /// The journal of the current target root.
+    static std::string journalPath();
+    static std::string journalDirectory();
+
+    /// Starts a journal for a run (overwrite or new installation) of `version`. Without a
+    /// journal the record is kept in memory only.
+    void begin(bool isOverwrite, const std::string& version, bool durable = true);
+    /// Records `entry` before its step is taken; with a journal it is on disk when this
+    /// returns. False (with `error` set) when the journal could not be written: the step must
+    /// then not be taken.
+    bool append(UndoEntry entry, std::string* error = nullptr);
+    /// The run has ended in a way a process can observe: the journal goes.
+    void finish();
+
+    const std::vector<UndoEntry>& entries() const { return entries_; }
+    const UndoEntry* find(UndoStep step) const;
+    bool isPastPointOfNoReturn() const { return find(UndoStep::PointOfNoReturn) != nullptr; }
+    bool isOverwrite() const { return isOverwrite_; }
+    const std::string& version() const { return version_; }
+
+    /// Reads the journal of the current target root. Nothing there: none and `problem` empty.
+    /// A journal that cannot be read, or that names anything but the installer's own paths, is
+    /// never acted on: none, with `problem` saying why.
+    static std::optional<UndoRecord> load(std::string& problem);
+
+    /// Text of the journal (for its file) and back.
+    std::string serialise() const;
+    static std::optional<UndoRecord> parse(const std::string& text, std::string& problem);
+
+private:
+    std::vector<UndoEntry> entries_;
+    bool isOverwrite_ = false;
+    std::string version_;
+    bool durable_ = false;
+};
+
+/// Whether `path` is one that a journal may name: a generation below the base directory (or its
+/// moved-aside ".old" form), the device directory, the help file and its backup.
+bool isJournalPath(const std::string& path);
+
+}  // namespace vela

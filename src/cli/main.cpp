@@ -83,12 +83,17 @@ int main(int argc, char* argv[]) {
     }
 
     InstallLock lock(Const::targetRoot());
-    if (!lock.isHeld()) {
+    if (lock.isBusy()) {
         std::fprintf(stderr,
                      "vela-device-install: another installer is working on %s; try again when it "
                      "has finished\n",
                      Const::targetRoot().c_str());
         return kExitBusy;
+    }
+    if (lock.isRefused()) {
+        std::fprintf(stderr, "vela-device-install: cannot lock %s: %s; nothing changed\n",
+                     lock.path().c_str(), lock.error().message().c_str());
+        return kExitFailed;
     }
     int status = UnattendedInstall().exec();
     Log::defaultLog().flush();

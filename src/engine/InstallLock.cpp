@@ -2,19 +2,65 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
+
+#include "Const.h"
+#include "SafeFiles.h"
 
 namespace vela {
 
+namespace {
+
+constexpr const char* kLockDirectory = "Library/Application Support/Quillmark/VELA";
+constexpr const char* kLockName = ".install-lock";
+
+}  // namespace
+
 InstallLock::InstallLock(const std::string& targetRoot) {
-    fd_ = ::open(targetRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    held_ = fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) == 0;
+    const std::string directoryPath = joinPath(targetRoot, kLockDirectory);
+    path_ = joinPath(directoryPath, kLockName);
+    UniqueFd directory;
+    error_ = openOwnedDirectory(joinPath(targetRoot, "Library"), directoryPath, rootOnly(0755),
+                                directory);
+    if (error_) {
+        return;
+    }
+    UniqueFd file(::openat(directory.get(), kLockName,
+                           O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    struct stat info {};
+    if (!file.valid() || ::fstat(file.get(), &info) != 0) {
+        error_ = {errno, std::generic_category()};
+        return;
+    }
+    if (!S_ISREG(info.st_mode) || info.st_uid != ::geteuid() || info.st_nlink != 1 ||
+        ::fchmod(file.get(), 0600) != 0) {
+        error_ = std::make_error_code(std::errc::operation_not_permitted);
+        return;
+    }
+    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        busy_ = errno == EWOULDBLOCK;
+        if (!busy_) {
+            error_ = {errno, std::generic_category()};
+        }
+        return;
+    }
+    fd_ = file.release();
+    held_ = true;
 }
 
 InstallLock::~InstallLock() {
     if (fd_ >= 0) {
         ::close(fd_);
     }
+}
+
+bool InstallLock::isRefused() const {
+    return error_ == std::errc::too_many_symbolic_link_levels ||
+           error_ == std::errc::not_a_directory || error_ == std::errc::invalid_argument ||
+           (error_ == std::errc::operation_not_permitted && ::geteuid() == 0);
 }
 
 }  // namespace vela

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <string>
+#include <system_error>
 
 namespace vela {
 
-/// Keeps two installers from working on the same target root at once: an exclusive lock on the
-/// root directory itself, held until the object is gone (or the process ends). Creates nothing.
+/// Keeps two installers from working on the same target root at once: an exclusive lock on a
+/// file that only root can create or open (root's own, mode 600, never through a link, in the
+/// target's Library/Application Support/Quillmark/VELA), held until the object is gone or the
+/// process ends.
 class InstallLock {
 public:
     explicit InstallLock(const std::string& targetRoot);
@@ -14,10 +17,21 @@ public:
     InstallLock& operator=(const InstallLock&) = delete;
 
     bool isHeld() const { return fd_ >= 0 && held_; }
+    /// Another installer holds it.
+    bool isBusy() const { return busy_; }
+    /// Neither held nor busy: why the lock file could not be had.
+    const std::error_code& error() const { return error_; }
+    /// Whether that reason means something was planted where the lock belongs (a link, a file
+    /// instead of a folder), as opposed to a user who may not write there at all.
+    bool isRefused() const;
+    const std::string& path() const { return path_; }
 
 private:
     int fd_ = -1;
     bool held_ = false;
+    bool busy_ = false;
+    std::error_code error_;
+    std::string path_;
 };
 
 }  // namespace vela

@@ -42,7 +42,7 @@ int applicationMain(int& argc, char** argv) {
 
     // Two installers on one system would overwrite each other's work.
     InstallLock lock(Const::targetRoot());
-    if (!lock.isHeld()) {
+    if (lock.isBusy() || lock.isRefused()) {
         WLog("another installer is working on %s", Const::targetRoot().c_str());
         AlertUtil::runModalWithMessage(
             QCoreApplication::translate("vela::ApplicationMain",

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -56,6 +58,15 @@ int UnattendedInstall::exec() {
     return status;
 }
 
+void UnattendedInstall::setCancelEnabled(bool enabled) {
+    SignalPipe::setAccepting(enabled);
+    if (enabled && SignalPipe::takePending()) {
+        // A signal refused a moment ago is honoured now that the run can be undone.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [this] { onSignal(SIGTERM); }, Qt::QueuedConnection);
+    }
+}
+
 void UnattendedInstall::performSegue(const Transition& transition) {
     // The installation page is replaced by its first page change: later ones have no page.
     if (pageReplaced_) {
@@ -92,6 +103,11 @@ void UnattendedInstall::onSignal(int signal) {
 
 void UnattendedInstall::onRunEnded() {
     progress_.finishLine();
+    if (SignalPipe::takePending() && !cancelRequested_) {
+        std::fprintf(stderr,
+                     "vela-device-install: a stop was asked for while the installation could not "
+                     "be cancelled; it ran to its end\n");
+    }
     int status = kExitFailed;
     if (firstTransition_ && firstTransition_->identifier == "toInstallFailure") {
         status = kExitFailed;

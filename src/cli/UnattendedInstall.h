@@ -33,7 +33,7 @@ public:
     int exec();
 
     bool isCancelRequested() const override { return cancelRequested_; }
-    void setCancelEnabled(bool enabled) override { SignalPipe::setAccepting(enabled); }
+    void setCancelEnabled(bool enabled) override;
     void showProgress(float percent) override { progress_.show(percent); }
     void performSegue(const Transition& transition) override;
     void terminate() override {}

@@ -19,7 +19,7 @@ namespace vela {
 /// One installation: prepares the destination, copies the application and then the uninstaller
 /// in the background, finalises, and undoes itself on Cancel. Reports to its view; lives on the
 /// main thread, which must run a Qt event loop.
-class InstallationRun : public QObject, private FileCopyUtilDelegate {
+class InstallationRun : public QObject, public FileCopyUtilDelegate {
 public:
     /// `runEnded` is called on the main thread once the run has nothing more to do: it stopped
     /// in the preparation, finalised, or saw the cancellation.
@@ -37,14 +37,16 @@ public:
     void cancelButtonClicked();
     /// Whether the run has started and not yet ended (a window closed now would leave it
     /// half-done).
-    bool isUnderWay() const { return started_ && !ended_; }
+    bool isUnderWay() const { return started_ && !ended_ && !cancelled_; }
 
     float progress() const { return progress_; }
     const InstallationContext& context() const { return context_; }
 
-private:
+    /// The copier's reports: progress on the main thread, the end of a copy on its thread.
     void setCopyProgress(float fraction) override;
     void didFinishedCopyWithError(std::error_code error) override;
+
+private:
     bool moveSameVersionAside();
     bool prepareGeneration();
     void failAndUndo();

@@ -14,6 +14,7 @@ namespace {
 
 int gPipe[2] = {-1, -1};
 std::atomic<bool> gAccepting{true};
+std::atomic<bool> gPending{false};
 std::atomic<const char*> gRefusal{""};
 static_assert(std::atomic<bool>::is_always_lock_free, "read inside a signal handler");
 static_assert(std::atomic<const char*>::is_always_lock_free, "read inside a signal handler");
@@ -24,6 +25,7 @@ void onSignal(int signal) {
         unsigned char byte = static_cast<unsigned char>(signal);
         [[maybe_unused]] ssize_t ignored = ::write(gPipe[1], &byte, 1);
     } else {
+        gPending = true;
         const char* refusal = gRefusal.load();
         [[maybe_unused]] ssize_t ignored = ::write(STDERR_FILENO, refusal, std::strlen(refusal));
     }
@@ -66,6 +68,14 @@ void SignalPipe::setAccepting(bool accepting) {
 
 bool SignalPipe::isAccepting() {
     return gAccepting;
+}
+
+bool SignalPipe::takePending() {
+    return gPending.exchange(false);
+}
+
+void SignalPipe::remember() {
+    gPending = true;
 }
 
 void SignalPipe::drain() {

@@ -22,6 +22,11 @@ public:
     /// Any thread.
     static void setAccepting(bool accepting);
     static bool isAccepting();
+    /// A signal refused while not accepting is remembered, so that it can be honoured as soon
+    /// as Cancel is possible again. Takes (and clears) that memory. Any thread.
+    static bool takePending();
+    /// Remembers a stop request that could not be honoured yet (a window closed mid-run).
+    static void remember();
 
 private:
     void drain();

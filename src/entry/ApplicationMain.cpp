@@ -33,8 +33,8 @@ int applicationMain(int& argc, char** argv) {
                        : nullptr;
             if (page == nullptr) {
                 QCoreApplication::exit(0);
-            } else if (page->cancelButton()->isEnabled()) {
-                page->cancelButton()->click();
+            } else {
+                page->requestCancel();
             }
         },
         "VELA-device-Installer: the installation cannot be cancelled at this point; it goes on\n");

@@ -1,9 +1,11 @@
 #include "WizardWindow.h"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QVBoxLayout>
 
 #include "BaseViewController.h"
+#include "Installation/InstallationViewController.h"
 #include "InstallationRun.h"
 #include "MainQueue.h"
 
@@ -128,11 +130,29 @@ void WizardWindow::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
-    const bool wasShown = isVisible();
+    // Closing mid-run would end the program with the run half-done: the close is a Cancel
+    // click instead (or waits for Cancel to become possible); the run ends the program.
+    if (run_ && run_->isUnderWay()) {
+        event->ignore();
+        if (auto* page = dynamic_cast<InstallationViewController*>(runView_.data())) {
+            page->requestCancel();
+        }
+        return;
+    }
+    const bool wasShown = isVisible() || vanished_;
     event->accept();
     if (content_ && wasShown) {
         content_->viewDidDisappear();
     }
+    if (vanished_) {
+        // A hidden window's close is not the last window closing: end as if it were.
+        QCoreApplication::quit();
+    }
+}
+
+void WizardWindow::vanish() {
+    vanished_ = true;
+    hide();
 }
 
 }  // namespace vela

@@ -40,6 +40,9 @@ public:
     void setStandardButtonEnabled(StandardButton button, bool enabled);
     bool isStandardButtonEnabled(StandardButton button) const;
     void setStandardButtonsHidden(bool hidden);
+    /// Takes the window off the screen at once, on every window system; a later close still
+    /// ends the application as the close of a shown window does.
+    void vanish();
     bool standardButtonsHidden() const { return buttonsHidden_; }
 
     /// The installer bundle whose payload an installation copies: the process's own unless
@@ -65,6 +68,7 @@ private:
     BaseViewController* content_ = nullptr;
     std::optional<Bundle> installerBundle_;
     QPointer<BaseViewController> runView_;
+    bool vanished_ = false;
     std::unique_ptr<InstallationRun> run_;
     bool closeEnabled_ = true;
     bool miniaturizeEnabled_ = true;

@@ -171,18 +171,33 @@ TEST_F(Overwrite, FailsWhenTheApplicationCannotBeStopped) {
     EXPECT_FALSE(logContains("End Installation process"));
 }
 
-TEST_F(Overwrite, AMovedAsideDirectoryThatCannotBeRemovedStopsBeforeAnythingChanges) {
-    ASSERT_EQ(::system(("chattr +i '" + generation("0.9.old") + "/x'").c_str()), 0);
-    std::string before = snapshotTree(root.at("/Applications"));
-    RunResult result = install();
-    ASSERT_EQ(::system(("chattr -i '" + generation("0.9.old") + "/x'").c_str()), 0);
-    EXPECT_EQ(result.status, 1);
-    const std::string path = root.at("/Applications/Quillmark/VELA-Ver0.9.old");
-    EXPECT_TRUE(
-        logContains("[ERROR] code=MSG_E3001, message=removed failure: old moved folder: " + path));
-    EXPECT_NE(result.err.find("removed failure: old moved folder: " + path), std::string::npos);
-    EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
-    EXPECT_FALSE(logContains("Created directory for configuration"));
+// A moved-aside folder that cannot be removed, or a same-version generation that cannot be moved
+// aside: the run stops, and its undo moves back only what it moved, so the previous installation
+// stays as it was.
+TEST_F(Overwrite, WhatCannotBeMovedAsideStopsTheRunAndIsKept) {
+    writeFile(generation() + "/VELA-Uninstaller.app/previous", "previous");
+    const struct {
+        std::string immutable;
+        std::string message;
+    } cases[] = {
+        {generation("0.9.old") + "/x",
+         "removed failure: old moved folder: " + root.at("/Applications/Quillmark/VELA-Ver0.9.old")},
+        {generation(), "rename failure: " + generation() + ".old/"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.immutable);
+        ASSERT_EQ(::system(("chattr +i '" + c.immutable + "'").c_str()), 0);
+        std::string before = snapshotTree(root.at("/Applications"));
+        RunResult result = install();
+        ASSERT_EQ(::system(("chattr -i '" + c.immutable + "'").c_str()), 0);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + c.message));
+        EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
+        EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
+        EXPECT_FALSE(logContains("Created directory for configuration"));
+        EXPECT_FALSE(logContains("[INFO] Copy " + bundle));
+        fs::remove_all(generation("0.9.old"));
+    }
 }
 
 TEST_F(NewInstallation, AFileWhereTheDeviceDirectoryBelongsIsAFailure) {

@@ -5,6 +5,7 @@
 #include "Const.h"
 #include "EngineFixture.h"
 #include "EventLoop.h"
+#include "FileCopyUtilDelegate.h"
 #include "Files.h"
 #include "InstallationRun.h"
 #include "ShellForm.h"
@@ -44,7 +45,40 @@ TEST_F(Run, ProgressFillsTheLowerHalfThenTheUpperHalf) {
             EXPECT_GE(percent, 50.0f);  // never back into the lower half
         }
     }
-    EXPECT_TRUE(upper || !view.progress.empty());
+}
+
+// Half of the application copy shows 25, half of the uninstaller copy 75.
+TEST_F(Run, EachCopyFillsItsHalfOfTheBar) {
+    bool ended = false;
+    InstallationRun run(view, Bundle::mainBundle(), false, [&] { ended = true; });
+    FileCopyUtilDelegate& copier = run;
+    copier.setCopyProgress(0.5f);
+    EXPECT_EQ(view.progress.back(), 25.0f);
+    run.load();
+    run.start();
+    ASSERT_TRUE(waitUntil([&] { return ended; }));
+    copier.setCopyProgress(0.5f);
+    EXPECT_EQ(view.progress.back(), 75.0f);
+}
+
+// A Cancel that comes before the run has started (Cancel is enabled at load in an overwrite, the
+// start comes a turn of the event loop later) ends the run with nothing touched.
+TEST_F(Run, ACancelBeforeTheStartTouchesNothingAndNothingStarts) {
+    const std::string generation =
+        Const::applicationDirectoryPathWithVersion(Const::getCurrentAppVersion());
+    writeFile(generation + "VELA-Uninstaller.app/previous", "previous");
+    writeFile(Const::getDeviceHelpFilePath(), "old help");
+    const std::string before = snapshotTree(root.root());
+    bool ended = false;
+    InstallationRun run(view, Bundle::mainBundle(), true, [&] { ended = true; });
+    run.load();
+    view.cancel = true;
+    run.cancelButtonClicked();
+    run.start();
+    ASSERT_TRUE(waitUntil([&] { return ended && view.terminated; }));
+    EXPECT_EQ(snapshotTree(root.root()), before);
+    EXPECT_FALSE(log.contains("Start Installation process"));
+    EXPECT_TRUE(view.transitions.empty());
 }
 
 TEST_F(Run, AFailedPreparationStartsNoCopyAndWritesNoEndTrace) {

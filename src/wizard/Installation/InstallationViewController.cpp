@@ -82,6 +82,18 @@ void InstallationViewController::prepareForSegue(CustomSegue& segue, QObject* se
 void InstallationViewController::setCancelEnabled(bool enabled) {
     cancelButton_->setEnabled(enabled);
     SignalPipe::setAccepting(enabled);  // a signal is a click only while one is possible
+    if (enabled && SignalPipe::takePending()) {
+        // A stop refused a moment ago (a signal, a closed window) is the click now.
+        runOnMainQueue(this, [this] { requestCancel(); });
+    }
+}
+
+void InstallationViewController::requestCancel() {
+    if (cancelButton_->isEnabled()) {
+        cancelButton_->click();
+    } else {
+        SignalPipe::remember();
+    }
 }
 
 void InstallationViewController::showProgress(float percent) {
@@ -99,6 +111,10 @@ void InstallationViewController::performSegue(const Transition& transition) {
     }
     replaced_ = true;
     SignalPipe::setAccepting(true);
+    if (SignalPipe::takePending()) {
+        ILog("A stop was asked for while the installation could not be cancelled; it ran to its "
+             "end");
+    }
     performSegueWithIdentifier(QString::fromStdString(transition.identifier), nullptr);
 }
 

@@ -42,6 +42,10 @@ public:
     void performSegue(const Transition& transition) override;
     void terminate() override;
 
+    /// Main thread: a stop from outside the page (a signal, the window closed mid-run) clicks
+    /// Cancel when it is enabled, and is remembered until it is otherwise.
+    void requestCancel();
+
     QPushButton* cancelButton() const { return cancelButton_; }
     QProgressBar* installationProgressBar() const { return installationProgressBar_; }
 

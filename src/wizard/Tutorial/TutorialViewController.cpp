@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "Log.h"
+#include "WizardWindow.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
 
@@ -51,8 +52,8 @@ void TutorialViewController::closeButtonClicked() {
     QThread::msleep(500);
     // Vanish at once; the close itself waits two turns of the event loop so that this click
     // has been handled completely first.
-    if (QWidget* top = window()) {
-        top->setWindowOpacity(0.0);
+    if (WizardWindow* top = wizardWindow()) {
+        top->vanish();
     }
     runOnMainQueue(this, [this] { runOnMainQueue(this, [this] { closeWindow(); }); });
     ILog("End TutorialViewController closeButtonClicked");

@@ -176,20 +176,22 @@ TEST_F(Overwrite, FailsWhenTheApplicationCannotBeStopped) {
 // stays as it was.
 TEST_F(Overwrite, WhatCannotBeMovedAsideStopsTheRunAndIsKept) {
     writeFile(generation() + "/VELA-Uninstaller.app/previous", "previous");
+    // Append-only: entries can be made in the base folder's generations, none renamed away.
     const struct {
-        std::string immutable;
+        std::string flag;
+        std::string path;
         std::string message;
     } cases[] = {
-        {generation("0.9.old") + "/x",
+        {"i", generation("0.9.old") + "/x",
          "removed failure: old moved folder: " + root.at("/Applications/Quillmark/VELA-Ver0.9.old")},
-        {generation(), "rename failure: " + generation() + ".old/"},
+        {"a", root.at("/Applications/Quillmark"), "rename failure: " + generation() + ".old/"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.immutable);
-        ASSERT_EQ(::system(("chattr +i '" + c.immutable + "'").c_str()), 0);
+        SCOPED_TRACE(c.path);
+        ASSERT_EQ(::system(("chattr +" + c.flag + " '" + c.path + "'").c_str()), 0);
         std::string before = snapshotTree(root.at("/Applications"));
         RunResult result = install();
-        ASSERT_EQ(::system(("chattr -i '" + c.immutable + "'").c_str()), 0);
+        ASSERT_EQ(::system(("chattr -" + c.flag + " '" + c.path + "'").c_str()), 0);
         EXPECT_EQ(result.status, 1);
         EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + c.message));
         EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;

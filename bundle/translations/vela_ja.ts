@@ -92,6 +92,10 @@
         <translation>管理者権限でインストールしてください</translation>
     </message>
     <message>
+        <source>An earlier installation did not end and could not be repaired. The log says what is left and where.</source>
+        <translation>前回のインストールが終了しておらず、修復できませんでした。残っている内容と場所はログに記録されています。</translation>
+    </message>
+    <message>
         <source>Error</source>
         <translation>エラー</translation>
     </message>

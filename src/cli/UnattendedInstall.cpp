@@ -13,6 +13,7 @@
 #include "CompletionSteps.h"
 #include "Const.h"
 #include "Log.h"
+#include "Repair.h"
 #include "StartSteps.h"
 #include "platform/CurrentUser.h"
 
@@ -32,6 +33,9 @@ int UnattendedInstall::exec() {
     const std::string user = currentUserName();
     primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
     StartSteps::load();
+    if (!repairInterruptedRun()) {
+        return kExitFailed;
+    }
     const bool isOverwrite = StartSteps::detectInstalledGeneration();
 
     ILog("Start InstallStartViewController installButtonClicked");
@@ -56,6 +60,37 @@ int UnattendedInstall::exec() {
     int status = QCoreApplication::exec();
     signals_.reset();
     return status;
+}
+
+bool UnattendedInstall::repairInterruptedRun() {
+    std::string message;
+    switch (Repair::repairInterruptedRun(Bundle::mainBundle(), message)) {
+        case Repair::Outcome::Nothing:
+            return true;
+        case Repair::Outcome::Repaired:
+            std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
+            return true;
+        case Repair::Outcome::Failed:
+        case Repair::Outcome::Refused:
+            break;
+    }
+    std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
+    return false;
+}
+
+int UnattendedInstall::recover() {
+    const std::string user = currentUserName();
+    primitiveILog("Device Installer module starting by %s%s", user.c_str(), " to repair");
+    std::string message;
+    Repair::Outcome outcome = Repair::repairInterruptedRun(Bundle::mainBundle(), message);
+    if (outcome == Repair::Outcome::Nothing || outcome == Repair::Outcome::Repaired) {
+        std::printf("%s\n", outcome == Repair::Outcome::Nothing
+                                 ? "Nothing to repair."
+                                 : ("Repaired: " + message + ".").c_str());
+        return kExitInstalled;
+    }
+    std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
+    return kExitFailed;
 }
 
 void UnattendedInstall::setCancelEnabled(bool enabled) {

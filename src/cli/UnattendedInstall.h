@@ -31,6 +31,8 @@ public:
 
     /// Runs everything on the current thread's event loop and returns the exit status.
     int exec();
+    /// Only the repair of a run that was killed: 0 nothing to repair or repaired, 1 not.
+    int recover();
 
     bool isCancelRequested() const override { return cancelRequested_; }
     void setCancelEnabled(bool enabled) override;
@@ -41,6 +43,9 @@ public:
 private:
     void onSignal(int signal);
     void onRunEnded();
+    /// The repair that every run starts with; false (with the reason on standard error) when
+    /// the run must not go on.
+    bool repairInterruptedRun();
 
     TerminalProgress progress_;
     std::unique_ptr<InstallationRun> run_;

@@ -45,6 +45,13 @@ int main(int argc, char* argv[]) {
                        "Applications and Library) instead of /."),
         QStringLiteral("dir"));
     parser.addOption(target);
+    QCommandLineOption recover(
+        QStringList{QStringLiteral("recover")},
+        QStringLiteral("Only repair an installation that was killed (undo it, or complete it "
+                       "when it had passed its point of no return); install nothing. Exit 0 "
+                       "when there was nothing to repair or the repair succeeded, 1 when it "
+                       "failed, 6 when another installer works on the target."));
+    parser.addOption(recover);
     if (!parser.parse(QCoreApplication::arguments())) {
         return usageError(parser.errorText());
     }
@@ -95,7 +102,7 @@ int main(int argc, char* argv[]) {
                      lock.path().c_str(), lock.error().message().c_str());
         return kExitFailed;
     }
-    int status = UnattendedInstall().exec();
+    int status = parser.isSet(recover) ? UnattendedInstall().recover() : UnattendedInstall().exec();
     Log::defaultLog().flush();
     if (auto path = Log::defaultLog().logFilePath()) {
         std::fprintf(stderr, "Log: %s\n", path->c_str());

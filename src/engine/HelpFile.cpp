@@ -37,10 +37,11 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         return false;
     };
     std::string journalError;
+    const bool hadOne = entryKind(destination) != EntryKind::Missing;
     if (record.find(UndoStep::DeviceDirectoryCreated) == nullptr &&
-        !record.append(
-            {UndoStep::HelpFileReplaced, systemPathOf(destination), systemPathOf(backup)},
-            &journalError)) {
+        !record.append({UndoStep::HelpFileReplaced, systemPathOf(destination),
+                        hadOne ? systemPathOf(backup) : std::string()},
+                       &journalError)) {
         return fail("installation failure: journal: " + journalError);
     }
     if (entryKind(backup) != EntryKind::Missing) {

@@ -7,12 +7,17 @@
 namespace vela {
 
 InstallationContext::InstallationContext(InstallationView& view, const Bundle& bundle,
-                                         bool isOverwrite, QObject* mainContext)
+                                         bool isOverwrite, QObject* mainContext,
+                                         const std::optional<std::string>& version)
     : view_(view),
       bundle_(bundle),
       isOverwrite_(isOverwrite),
       mainContext_(mainContext),
-      destDirectoryPath_(Const::applicationDirectoryPathWithVersion(bundle.shortVersionString())) {}
+      destDirectoryPath_(Const::applicationDirectoryPathWithVersion(
+          version ? version : bundle.shortVersionString())) {
+    destOldDirectoryPath_ = destDirectoryPath_.substr(0, destDirectoryPath_.size() - 1) +
+                            Const::kDestinationDirectorySuffix + "/";
+}
 
 void InstallationContext::performSegueToInstallFailure(const std::string& code,
                                                        const std::string& message) const {
@@ -27,6 +32,10 @@ void InstallationContext::performSegue(const std::string& identifier) const {
 
 void InstallationContext::post(Transition transition) const {
     InstallationView* view = &view_;
+    if (mainContext_ == nullptr) {
+        view->performSegue(transition);
+        return;
+    }
     runOnMainQueue(mainContext_,
                    [view, transition = std::move(transition)] { view->performSegue(transition); });
 }

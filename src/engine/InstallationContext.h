@@ -15,8 +15,12 @@ namespace vela {
 /// directory, help file, offline flag, finalisation, rollback). Lives on the main thread.
 class InstallationContext {
 public:
+    /// `mainContext` none: reports go to the view at once (a repair, outside any event loop).
+    /// `version` names the generation when it is not the bundle's own (a repair of a run of
+    /// another installer).
     InstallationContext(InstallationView& view, const Bundle& bundle, bool isOverwrite,
-                        QObject* mainContext);
+                        QObject* mainContext,
+                        const std::optional<std::string>& version = std::nullopt);
 
     InstallationView& view() const { return view_; }
     const Bundle& bundle() const { return bundle_; }

@@ -2,8 +2,6 @@
 
 #include <QThread>
 
-#include <algorithm>
-
 #include "Commands.h"
 #include "Const.h"
 #include "DeviceDirectory.h"
@@ -40,10 +38,9 @@ void Rollback::undoAfterFailure() const {
 }
 
 void Rollback::undoRecorded(bool cancelRoad) const {
-    const std::vector<UndoEntry>& entries = record_.entries();
-    auto end = std::find_if(entries.begin(), entries.end(), [](const UndoEntry& entry) {
-        return entry.step == UndoStep::PointOfNoReturn;
-    });
+    if (record_.isPastPointOfNoReturn()) {
+        return;  // finished, never undone
+    }
     bool announced = !cancelRoad;
     auto announce = [this, &announced] {
         if (!announced) {
@@ -52,14 +49,17 @@ void Rollback::undoRecorded(bool cancelRoad) const {
             announced = true;
         }
     };
-    for (auto it = std::make_reverse_iterator(end); it != entries.rend(); ++it) {
-        if (it->step != UndoStep::CopyStarted) {
+    const bool movedAside = record_.find(UndoStep::MovedAside) != nullptr;
+    while (!record_.entries().empty()) {
+        const UndoEntry entry = record_.entries().back();
+        if (entry.step != UndoStep::CopyStarted) {
             announce();
         }
-        undo(*it);
+        undo(entry);
+        record_.dropLast();
     }
     announce();
-    if (cancelRoad && record_.isOverwrite() && record_.find(UndoStep::MovedAside) == nullptr) {
+    if (cancelRoad && record_.isOverwrite() && !movedAside) {
         // Nothing was moved aside (an update over another version): the move back finds no
         // source and only traces.
         renameDirectoryAtPath(context_.destOldDirectoryPath(), context_.destDirectoryPath());
@@ -83,7 +83,12 @@ void Rollback::undo(const UndoEntry& entry) const {
             renameDirectoryAtPath(Const::underTargetRoot(entry.backup), path);
             break;
         case UndoStep::HelpFileReplaced:
-            HelpFile::revertHelpFile();
+            // A previous file that is no longer at its backup was never moved there, or has been
+            // put back already: the file at the name is that previous one and stays.
+            if (entry.backup.empty() || entryKind(Const::underTargetRoot(entry.backup)) !=
+                                            EntryKind::Missing) {
+                HelpFile::revertHelpFile();
+            }
             break;
         case UndoStep::DeviceDirectoryCreated:
             DeviceDirectory::removeDirectoryDeviceLicenseConfig();

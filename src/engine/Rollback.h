@@ -14,7 +14,7 @@ namespace vela {
 /// only when it is there as a directory.
 class Rollback {
 public:
-    Rollback(const InstallationContext& context, FileCopyUtil& copier, const UndoRecord& record)
+    Rollback(const InstallationContext& context, FileCopyUtil& copier, UndoRecord& record)
         : context_(context), copier_(copier), record_(record) {}
 
     /// Main thread. Disables Cancel, stops the copy, walks the record backwards with the trace
@@ -26,7 +26,8 @@ public:
     void undoAfterFailure() const;
 
     /// Main thread. Walks the record backwards, undoing each step before the point of no
-    /// return. `cancelRoad` adds the Cancel button's trace lines between the steps.
+    /// return and dropping it from the record once undone. `cancelRoad` adds the Cancel
+    /// button's trace lines between the steps.
     void undoRecorded(bool cancelRoad) const;
 
     /// Moves `source` to `target` after clearing `target`. Nothing happens when `source` is not
@@ -39,7 +40,7 @@ private:
 
     const InstallationContext& context_;
     FileCopyUtil& copier_;
-    const UndoRecord& record_;
+    UndoRecord& record_;
 };
 
 }  // namespace vela

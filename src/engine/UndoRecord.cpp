@@ -115,6 +115,21 @@ void UndoRecord::begin(bool isOverwrite, const std::string& version, bool durabl
 
 bool UndoRecord::append(UndoEntry entry, std::string* error) {
     entries_.push_back(std::move(entry));
+    if (write(error)) {
+        return true;
+    }
+    entries_.pop_back();
+    return false;
+}
+
+void UndoRecord::dropLast() {
+    if (!entries_.empty()) {
+        entries_.pop_back();
+        write(nullptr);
+    }
+}
+
+bool UndoRecord::write(std::string* error) const {
     if (!durable_) {
         return true;
     }
@@ -125,7 +140,6 @@ bool UndoRecord::append(UndoEntry entry, std::string* error) {
         ec = writeFileAtomically(directory.get(), kJournalName, serialise(), rootOnly(0600));
     }
     if (ec) {
-        entries_.pop_back();
         if (error) {
             *error = journalPath() + ": " + ec.message();
         }
@@ -247,7 +261,9 @@ std::optional<UndoRecord> UndoRecord::load(std::string& problem) {
     std::optional<UndoRecord> record = parse(text, problem);
     if (!record) {
         problem = path + ": " + problem;
+        return record;
     }
+    record->durable_ = true;  // the repair keeps it up to date, and removes it at the end
     return record;
 }
 

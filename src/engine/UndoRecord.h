@@ -11,7 +11,7 @@ enum class UndoStep {
     MovedAside,              ///< `path` (the same-version generation) moved to `backup`
     CopyStarted,             ///< `path` (the new generation) is being filled
     DeviceDirectoryCreated,  ///< `path` did not exist before this run
-    HelpFileReplaced,        ///< `path` replaced, the previous one (if any) kept at `backup`
+    HelpFileReplaced,        ///< `path` replaced; `backup` set when there was one to keep
     PointOfNoReturn,         ///< from here on the run is finished, never undone
 };
 
@@ -38,6 +38,9 @@ public:
     /// returns. False (with `error` set) when the journal could not be written: the step must
     /// then not be taken.
     bool append(UndoEntry entry, std::string* error = nullptr);
+    /// The last step has been undone: it goes from the record (and the journal), so that an undo
+    /// killed half-way is taken up where it stopped, never repeated over what it restored.
+    void dropLast();
     /// The run has ended in a way a process can observe: the journal goes.
     void finish();
 
@@ -57,6 +60,8 @@ public:
     static std::optional<UndoRecord> parse(const std::string& text, std::string& problem);
 
 private:
+    bool write(std::string* error) const;
+
     std::vector<UndoEntry> entries_;
     bool isOverwrite_ = false;
     std::string version_;

@@ -9,6 +9,8 @@
 #include "CustomSegue.h"
 #include "Installation/InstallationViewController.h"
 #include "Log.h"
+#include "Repair.h"
+#include "WizardWindow.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
 #include "StartSteps.h"
@@ -53,6 +55,11 @@ void InstallStartViewController::viewDidLoad() {
 
 void InstallStartViewController::viewWillAppear() {
     BaseViewController::viewWillAppear();
+    // A run that was killed is repaired first, so that what is detected is a whole installation.
+    std::string message;
+    const Repair::Outcome repair = Repair::repairInterruptedRun(
+        wizardWindow() ? wizardWindow()->installerBundle() : Bundle::mainBundle(), message);
+    repairFailed_ = repair == Repair::Outcome::Failed || repair == Repair::Outcome::Refused;
     isOverwrite_ = StartSteps::detectInstalledGeneration();
 }
 
@@ -69,7 +76,12 @@ void InstallStartViewController::prepareForSegue(CustomSegue& segue, QObject* se
 void InstallStartViewController::installButtonClicked() {
     ILog("Start InstallStartViewController installButtonClicked");
     installButton_->setEnabled(false);
-    if (StartSteps::checkAdministrator(currentUserName())) {
+    if (repairFailed_) {
+        AlertUtil::runModalWithMessage(tr("An earlier installation did not end and could not be "
+                                          "repaired. The log says what is left and where."),
+                                       tr("Error"));
+        runOnMainQueue(this, [this] { terminate(); });
+    } else if (StartSteps::checkAdministrator(currentUserName())) {
         performSegueWithIdentifier(QStringLiteral("toInstallation"), installButton_);
     } else {
         AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),

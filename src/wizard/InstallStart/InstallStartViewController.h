@@ -30,6 +30,7 @@ private:
     void cancelButtonClicked();
 
     bool isOverwrite_ = false;
+    bool repairFailed_ = false;  // a killed run could not be repaired: nothing may start
     QLabel* logoImage_;
     QLabel* versionLabel_;
     QLabel* subTitleLabel_;

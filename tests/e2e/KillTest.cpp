@@ -1,0 +1,157 @@
+#include <signal.h>
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QThread>
+
+#include <filesystem>
+
+#include "CliFixture.h"
+#include "Files.h"
+
+using namespace vela::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kSpreadKills = 20;
+constexpr std::uintmax_t kPayload = 320u << 20;
+
+// The tree of the target that an installation owns; the vendor folders and the lock that any
+// run leaves, killed or not, are left out.
+std::string installedTree(const TempInstallRoot& root) {
+    std::string tree = snapshotTree(root.root());
+    std::string kept;
+    std::size_t at = 0;
+    while (at < tree.size()) {
+        std::size_t end = tree.find('\n', at);
+        std::string line = tree.substr(at, end - at + 1);
+        at = end + 1;
+        if (line.find(".install-lock") != std::string::npos ||
+            line.rfind("Applications/Quillmark mode=", 0) == 0 ||
+            line.rfind("Library/Application Support/Quillmark mode=", 0) == 0 ||
+            line.rfind("Library/Application Support/Quillmark/VELA mode=", 0) == 0) {
+            continue;
+        }
+        kept += line;
+    }
+    return kept;
+}
+
+enum class Kind { New, SameVersion, OlderVersion };
+
+class Kill : public CliFixture, public testing::WithParamInterface<Kind> {
+protected:
+    void SetUp() override {
+        older_ = root.base() + "/Older.app";
+        fs::copy(VELA_TEST_BUNDLE_DIR, older_, fs::copy_options::recursive);
+        std::string info = readFile(older_ + "/Contents/Info.plist");
+        const std::string key = "<key>CFBundleShortVersionString</key>";
+        std::size_t open = info.find("<string>", info.find(key));
+        std::size_t close = info.find("</string>", open);
+        info.replace(open, close - open, "<string>1.0");
+        writeFile(older_ + "/Contents/Info.plist", info);
+        growPayload("VELA.app", kPayload, 48);
+        growPayload("VELA-Uninstaller.app", kPayload / 4, 12);
+    }
+
+    // The state before the run that is killed.
+    void prepare() {
+        for (const char* path : {"/Applications/Quillmark", "/Library/Application Support/Quillmark",
+                                 "/Library/LaunchAgents/com.quillmark.VELA.plist"}) {
+            fs::remove_all(root.at(path));
+        }
+        if (GetParam() == Kind::New) {
+            return;
+        }
+        const std::string from =
+            GetParam() == Kind::SameVersion ? std::string(VELA_TEST_BUNDLE_DIR) : older_;
+        std::map<std::string, std::string> env = environment();
+        env["VELA_MAIN_BUNDLE"] = from;
+        RunResult previous = run({VELA_TEST_CLI, "--target", root.root()}, env);
+        ASSERT_EQ(previous.status, 0) << previous.err;
+    }
+
+    RunResult recover() {
+        return run({VELA_TEST_CLI, "--recover", "--target", root.root()}, environment());
+    }
+
+    // Kills the front end once `when` says so, repairs, and checks that the tree is the one
+    // before the run or the complete installation, never anything in between.
+    void killRepairAndCheck(const std::string& label, const std::function<void(Process&)>& when) {
+        SCOPED_TRACE(label);
+        prepare();
+        ASSERT_EQ(installedTree(root), before_);
+        auto cli = startInstall();
+        when(*cli);
+        cli->signal(SIGKILL);
+        cli->wait();
+        RunResult repaired = recover();
+        EXPECT_EQ(repaired.status, 0) << repaired.err;
+        const std::string after = installedTree(root);
+        EXPECT_TRUE(after == before_ || after == complete_)
+            << "neither the state before nor the complete installation; " << repaired.out
+            << repaired.err << "\nbefore:\n" << before_ << "\nafter:\n" << after;
+        EXPECT_FALSE(exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
+        if (after == complete_) {
+            ++completed_;
+        } else {
+            ++undone_;
+        }
+    }
+
+    std::string older_;
+    std::string before_;
+    std::string complete_;
+    int completed_ = 0;
+    int undone_ = 0;
+};
+
+}  // namespace
+
+// Kills at moments spread over a whole run and at each step of its finalisation; after each,
+// --recover leaves the state before the run or the complete installation, and a normal run
+// after it installs.
+TEST_P(Kill, AtAnyMomentIsRepairedToBeforeOrToComplete) {
+    prepare();
+    before_ = installedTree(root);
+    QElapsedTimer clock;
+    clock.start();
+    RunResult whole = install();
+    const qint64 duration = clock.elapsed();
+    ASSERT_EQ(whole.status, 0) << whole.err;
+    complete_ = installedTree(root);
+
+    for (int i = 0; i < kSpreadKills; ++i) {
+        const int delay = static_cast<int>(duration * (2 * i + 1) / (2 * kSpreadKills));
+        killRepairAndCheck("after " + std::to_string(delay) + " ms",
+                           [delay](Process&) { QThread::msleep(static_cast<unsigned>(delay)); });
+    }
+    for (const char* step :
+         {"[INFO] Start Installation process", "copying uninstaller module", "copied all modules",
+          "[INFO] Terminating desktop application", "[INFO] Removing Other generations ",
+          "[INFO] Removing link to applications", "[INFO] installer created link to applications",
+          "[INFO] Removing old help file", "[INFO] End Installation process"}) {
+        killRepairAndCheck(step, [this, step](Process&) { waitForLog(step, 20000); });
+    }
+    EXPECT_GT(undone_, 0);
+    EXPECT_GT(completed_, 0);
+
+    RunResult after = install();
+    EXPECT_EQ(after.status, 0) << after.err;
+    EXPECT_EQ(installedTree(root), complete_);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Kill,
+                         testing::Values(Kind::New, Kind::SameVersion, Kind::OlderVersion),
+                         [](const testing::TestParamInfo<Kind>& param) {
+                             switch (param.param) {
+                                 case Kind::New:
+                                     return "NewInstallation";
+                                 case Kind::SameVersion:
+                                     return "OverwriteOfTheSameVersion";
+                                 case Kind::OlderVersion:
+                                     return "UpdateOverAnOlderVersion";
+                             }
+                             return "";
+                         });

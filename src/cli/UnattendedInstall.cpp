@@ -5,18 +5,30 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "Bundle.h"
 #include "Commands.h"
 #include "CompletionSteps.h"
 #include "Const.h"
 #include "Log.h"
+#include "Payload.h"
 #include "StartSteps.h"
 #include "platform/CurrentUser.h"
 
 namespace vela {
 
-UnattendedInstall::UnattendedInstall() : progress_(stderr, ::isatty(STDERR_FILENO) == 1) {}
+namespace {
+
+std::string linkTextNow() {
+    std::error_code ec;
+    return std::filesystem::read_symlink(Const::symbolicLinkPath(), ec).string();
+}
+
+}  // namespace
+
+UnattendedInstall::UnattendedInstall(Outcome& outcome)
+    : outcome_(outcome), progress_(stderr, ::isatty(STDERR_FILENO) == 1) {}
 
 UnattendedInstall::~UnattendedInstall() = default;
 
@@ -30,7 +42,11 @@ int UnattendedInstall::exec() {
     const std::string user = currentUserName();
     primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
     StartSteps::load();
+    InstallRecord& record = outcome_.record();
+    record.previous = Const::applicationDirectoryPrefixEnumerate();
+    linkBefore_ = linkTextNow();
     const bool isOverwrite = StartSteps::detectInstalledGeneration();
+    record.mode = isOverwrite ? "overwrite" : "new";
 
     ILog("Start InstallStartViewController installButtonClicked");
     if (!StartSteps::checkAdministrator(user)) {
@@ -39,6 +55,7 @@ int UnattendedInstall::exec() {
                      "MSG_E3002: Please install with administrator privileges (user %s is "
                      "not a member of the group admin)\n",
                      user.c_str());
+        outcome_.setError("MSG_E3002", "please install with administrator privileges");
         return kExitNotAdministrator;
     }
     ILog("End InstallStartViewController installButtonClicked");
@@ -67,6 +84,7 @@ void UnattendedInstall::performSegue(const Transition& transition) {
     progress_.finishLine();
     if (transition.identifier == "toInstallFailure") {
         std::fprintf(stderr, "%s: %s\n", transition.code.c_str(), transition.message.c_str());
+        outcome_.setError(transition.code, transition.message);
     }
 }
 
@@ -102,11 +120,40 @@ void UnattendedInstall::onRunEnded() {
         CompletionSteps::reloadLaunchAgent();
         progress_.show(100);
         progress_.finishLine();
-        std::printf("Installed VELA %s: %s\n", orNull(Const::getCurrentAppVersion()).c_str(),
-                    Const::symbolicLinkPath().c_str());
+        std::fprintf(outcome_.humanOutput(), "Installed VELA %s: %s\n",
+                     orNull(Const::getCurrentAppVersion()).c_str(),
+                     Const::symbolicLinkPath().c_str());
+        const Payload payload(Bundle::mainBundle(), run_->context().destDirectoryPath());
+        outcome_.record().bytes = payload.bytes();
+        outcome_.record().files = payload.files();
         status = kExitInstalled;
     }
+    outcome_.record().undone = status != kExitInstalled && restoredPreviousState();
     QCoreApplication::exit(status);
+}
+
+bool UnattendedInstall::restoredPreviousState() const {
+    const InstallationContext& context = run_->context();
+    return (context.copyStarted() || context.movedAside()) &&
+           Const::applicationDirectoryPrefixEnumerate() == outcome_.record().previous &&
+           linkTextNow() == linkBefore_;
+}
+
+const char* UnattendedInstall::statusOf(int exit) {
+    switch (exit) {
+        case kExitInstalled:
+            return "installed";
+        case kExitUsage:
+            return "usage";
+        case kExitNotAdministrator:
+            return "refused";
+        case kExitCancelled:
+            return "cancelled";
+        case kExitBusy:
+            return "busy";
+        default:
+            return "failed";
+    }
 }
 
 }  // namespace vela

@@ -8,18 +8,52 @@
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
+#include "DryRun.h"
 #include "InstallLock.h"
 #include "Log.h"
+#include "Outcome.h"
+#include "RunOptions.h"
 #include "UnattendedInstall.h"
+#include "VerifyCommand.h"
 
 using namespace vela;
 
 namespace {
 
+// Usage errors are found all through main(); each still ends in the run's one record.
+Outcome* activeOutcome = nullptr;
+
 int usageError(const QString& message) {
     std::fprintf(stderr, "vela-device-install: %s\nTry 'vela-device-install --help'.\n",
                  qPrintable(message));
-    return kExitUsage;
+    activeOutcome->setError("usage", message.toStdString());
+    return activeOutcome->finish("usage", kExitUsage);
+}
+
+int endWithLog(Outcome& outcome, int status) {
+    Log::defaultLog().flush();
+    if (auto path = Log::defaultLog().logFilePath()) {
+        std::fprintf(stderr, "Log: %s\n", path->c_str());
+        outcome.record().log = *path;
+    }
+    return outcome.finish(outcome.record().status, status);
+}
+
+int install(Outcome& outcome) {
+    int status = UnattendedInstall(outcome).exec();
+    outcome.record().status = UnattendedInstall::statusOf(status);
+    if (status == kExitInstalled) {
+        outcome.complete(outcome.record().status, status);
+        if (std::error_code ec = outcome.record().keepOnTarget()) {
+            ILog("Installation record not kept: %s: %s", InstallRecord::filePath().c_str(),
+                 ec.message().c_str());
+            std::fprintf(stderr, "vela-device-install: the record %s could not be written: %s\n",
+                         InstallRecord::filePath().c_str(), ec.message().c_str());
+        } else {
+            ILog("Installation record kept: %s", InstallRecord::filePath().c_str());
+        }
+    }
+    return endWithLog(outcome, status);
 }
 
 }  // namespace
@@ -31,12 +65,15 @@ int main(int argc, char* argv[]) {
         QString::fromStdString(orNull(Bundle::mainBundle().shortVersionString()) + " (" +
                                orNull(Bundle::mainBundle().bundleVersion()) + ")");
     QCoreApplication::setApplicationVersion(version);
+    Outcome outcome(RunOptions::jsonAmong(QCoreApplication::arguments()));
+    activeOutcome = &outcome;
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Installs the VELA desktop application from this bundle without windows.\n"
         "Exit status: 0 installed, 1 installation failed, 2 usage error, 3 not an administrator,\n"
-        "5 cancelled (SIGINT/SIGTERM), 6 another installer works on the same target."));
+        "5 cancelled (SIGINT/SIGTERM), 6 another installer works on the same target,\n"
+        "7 not installed (--verify)."));
     parser.addHelpOption();
     parser.addVersionOption();
     QCommandLineOption target(
@@ -45,6 +82,8 @@ int main(int argc, char* argv[]) {
                        "Applications and Library) instead of /."),
         QStringLiteral("dir"));
     parser.addOption(target);
+    RunOptions options;
+    options.addTo(parser);
     if (!parser.parse(QCoreApplication::arguments())) {
         return usageError(parser.errorText());
     }
@@ -55,6 +94,9 @@ int main(int argc, char* argv[]) {
     if (parser.isSet(QStringLiteral("version"))) {
         std::printf("vela-device-install %s\n", qPrintable(version));
         return kExitInstalled;
+    }
+    if (QString conflict = options.read(parser); !conflict.isEmpty()) {
+        return usageError(conflict);
     }
     if (!parser.positionalArguments().isEmpty()) {
         return usageError(QStringLiteral("unexpected argument: ") +
@@ -76,10 +118,15 @@ int main(int argc, char* argv[]) {
         }
         Const::setTargetRoot(dir.canonicalFilePath().toStdString());
     }
+    outcome.describeTarget();
     if (Bundle::mainBundle().bundlePath().empty()) {
         std::fprintf(stderr, "vela-device-install: not inside an installer bundle (%s)\n",
                      "Contents/MacOS of VELA-device-Installer.app");
-        return kExitFailed;
+        outcome.setError("MSG_E3001", "not inside an installer bundle");
+        return outcome.finish("failed", kExitFailed);
+    }
+    if (options.verify) {
+        return endWithLog(outcome, VerifyCommand(outcome).exec());
     }
 
     InstallLock lock(Const::targetRoot());
@@ -88,12 +135,11 @@ int main(int argc, char* argv[]) {
                      "vela-device-install: another installer is working on %s; try again when it "
                      "has finished\n",
                      Const::targetRoot().c_str());
-        return kExitBusy;
+        outcome.setError("busy", "another installer is working on " + Const::targetRoot());
+        return outcome.finish("busy", kExitBusy);
     }
-    int status = UnattendedInstall().exec();
-    Log::defaultLog().flush();
-    if (auto path = Log::defaultLog().logFilePath()) {
-        std::fprintf(stderr, "Log: %s\n", path->c_str());
+    if (options.dryRun) {
+        return endWithLog(outcome, DryRun(outcome).exec());
     }
-    return status;
+    return install(outcome);
 }

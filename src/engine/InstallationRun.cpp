@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "FreeSpace.h"
 #include "Log.h"
 #include "MainQueue.h"
 
@@ -47,6 +48,10 @@ void InstallationRun::load() {
 void InstallationRun::start() {
     DTrace("start");
     ILog("Start Installation process");
+    if (!FreeSpace::checkBeforeInstallation(context_)) {
+        endRun();
+        return;
+    }
     isAppCopyFinished_ = false;
     if (context_.isOverwrite()) {
         if (!moveSameVersionAside()) {

@@ -1,0 +1,43 @@
+#include "Outcome.h"
+
+#include "Bundle.h"
+#include "Const.h"
+
+namespace vela {
+
+Outcome::Outcome(bool json) : json_(json) {
+    clock_.start();
+}
+
+void Outcome::setError(const std::string& code, const std::string& message) {
+    record_.errorCode = code;
+    record_.errorMessage = message;
+}
+
+void Outcome::describeTarget() {
+    const Bundle& bundle = Bundle::mainBundle();
+    record_.version = bundle.shortVersionString();
+    record_.build = bundle.bundleVersion();
+    if (record_.version) {
+        record_.generation = Const::applicationDirectoryPathWithVersion(record_.version);
+    }
+    record_.link = Const::symbolicLinkPath();
+}
+
+int Outcome::complete(const std::string& status, int exit) {
+    record_.status = status;
+    record_.exit = exit;
+    record_.seconds = static_cast<double>(clock_.elapsed()) / 1000.0;
+    return exit;
+}
+
+int Outcome::finish(const std::string& status, int exit) {
+    complete(status, exit);
+    if (json_) {
+        std::fputs(record_.toLine().c_str(), stdout);
+        std::fflush(stdout);
+    }
+    return exit;
+}
+
+}  // namespace vela

@@ -32,9 +32,9 @@ int usageError(const QString& message) {
 
 int endWithLog(Outcome& outcome, int status) {
     Log::defaultLog().flush();
-    if (auto path = Log::defaultLog().logFilePath()) {
-        std::fprintf(stderr, "Log: %s\n", path->c_str());
-        outcome.record().log = *path;
+    outcome.record().log = Log::defaultLog().logFilePath();
+    if (outcome.record().log) {
+        std::fprintf(stderr, "Log: %s\n", outcome.record().log->c_str());
     }
     return outcome.finish(outcome.record().status, status);
 }
@@ -43,6 +43,7 @@ int install(Outcome& outcome) {
     int status = UnattendedInstall(outcome).exec();
     outcome.record().status = UnattendedInstall::statusOf(status);
     if (status == kExitInstalled) {
+        outcome.record().log = Log::defaultLog().logFilePath();
         outcome.complete(outcome.record().status, status);
         if (std::error_code ec = outcome.record().keepOnTarget()) {
             ILog("Installation record not kept: %s: %s", InstallRecord::filePath().c_str(),

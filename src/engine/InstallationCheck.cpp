@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr mode_t kSharedFileMode = 0664;  // help file and offline flag, as the run sets them
+constexpr mode_t kSharedFileMode = 0664;  // the help file, as the run sets it
 constexpr mode_t kDeviceDirectoryMode = 0775;
 
 char typeOf(mode_t mode) {
@@ -156,7 +156,13 @@ InstallationCheck::State InstallationCheck::run() {
     }
     checkLink();
     expectAccess(Const::getDeviceLicenseModeDirectoryPath(), 'd', kDeviceDirectoryMode);
-    expectAccess(Const::getDeviceOfflineFlagFilePath(), '-', kSharedFileMode);
+    // An overwrite keeps an existing flag as the administrator left it: only its presence is
+    // the installation's.
+    struct stat flag {};
+    const std::string flagPath = Const::getDeviceOfflineFlagFilePath();
+    if (lstatOrMissing(flagPath, flag, "file") && !S_ISREG(flag.st_mode)) {
+        differences_.push_back({"type", flagPath, "file", typeName(typeOf(flag.st_mode))});
+    }
     return differences_.empty() ? State::Intact : State::Damaged;
 }
 

@@ -1,3 +1,6 @@
+#include <QJsonObject>
+
+#include <cstdio>
 #include <filesystem>
 
 #include "CliFixture.h"
@@ -43,20 +46,51 @@ private:
 
 }  // namespace
 
-TEST_F(Faults, AFullTargetFailsANewInstallationAndLeavesNoGeneration) {
+// The payload is measured against the volume first: a dry run says it would fail, and the real
+// run refuses with the numbers before it changes anything.
+TEST_F(Faults, ATargetTooSmallForThePayloadIsRefusedBeforeAnythingChanges) {
     mountRoot("size=24m");
     growPayload("VELA.app", 64u << 20, 16);
-    RunResult result = install();
-    expectFailure(result, "Installation couldn't be completed");
-    EXPECT_FALSE(exists(generation()));
-    EXPECT_FALSE(exists(root.at("/Applications/Quillmark/VELA")));
+    const std::string before = snapshotTree(root.root());
+    const std::string shortfall = "not enough free space on " + root.at("/Applications") + ": ";
+    for (const char* dryRun : {"--dry-run", ""}) {
+        std::vector<std::string> arguments{"--json"};
+        if (*dryRun != 0) {
+            arguments.emplace_back(dryRun);
+        }
+        RunResult result = install(arguments);
+        EXPECT_EQ(result.status, 1) << result.err;
+        QJsonObject record = recordOf(result.out, 1);
+        EXPECT_EQ(record.value(QStringLiteral("status")).toString(),
+                  QString::fromUtf8(*dryRun != 0 ? "blocked" : "failed"));
+        EXPECT_FALSE(record.value(QStringLiteral("undone")).toBool());
+        const std::string message = record.value(QStringLiteral("error"))
+                                        .toObject()
+                                        .value(QStringLiteral("message"))
+                                        .toString()
+                                        .toStdString();
+        unsigned long long needed = 0;
+        unsigned long long available = 0;
+        ASSERT_EQ(message.rfind(shortfall, 0), 0u) << message;
+        ASSERT_EQ(std::sscanf(message.c_str() + shortfall.size(),
+                              "%llu bytes needed, %llu bytes available", &needed, &available),
+                  2)
+            << message;
+        EXPECT_GT(needed, 64ull << 20);
+        EXPECT_LE(available, 24ull << 20);
+        EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
+    }
+    EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + shortfall));
+    EXPECT_FALSE(logContains("Created directory for configuration"));
+    EXPECT_EQ(snapshotTree(root.root()), before);
 }
 
+// Out of inodes with bytes to spare: the free-space check passes and the copy fails half-way.
 TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
-    mountRoot("size=24m");
+    mountRoot("size=64m,nr_inodes=300");
     installPreviousGeneration();
     std::string before = snapshotTree(root.root());
-    growPayload("VELA-Uninstaller.app", 64u << 20, 16);
+    growPayload("VELA-Uninstaller.app", 1u << 20, 400);
     RunResult result = install();
     expectFailure(result, "Installation couldn't be completed");
     EXPECT_TRUE(logContains("[INFO] Undo the installation after a failure"));
@@ -75,7 +109,7 @@ TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
 
     // On a fresh read-only volume the device directory cannot be made.
     ::system(("umount -l '" + root.root() + "'").c_str());
-    mountRoot("size=8m");
+    mountRoot("size=16m");
     remount("ro");
     expectFailure(install(), "installation failure: create directory: " + deviceDirectory());
 }

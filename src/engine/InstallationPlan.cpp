@@ -22,7 +22,8 @@ std::string withoutSlash(const std::string& path) {
 }
 
 std::string sizeText(std::uint64_t bytes, std::uint64_t files) {
-    return std::to_string(bytes) + " bytes in " + std::to_string(files) + " files";
+    return std::to_string(bytes) + " bytes, " + std::to_string(files) +
+           (files == 1 ? " file" : " files");
 }
 
 }  // namespace

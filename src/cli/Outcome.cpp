@@ -7,6 +7,8 @@ namespace vela {
 
 Outcome::Outcome(bool json) : json_(json) {
     clock_.start();
+    record_.version = Bundle::mainBundle().shortVersionString();
+    record_.build = Bundle::mainBundle().bundleVersion();
 }
 
 void Outcome::setError(const std::string& code, const std::string& message) {
@@ -15,9 +17,6 @@ void Outcome::setError(const std::string& code, const std::string& message) {
 }
 
 void Outcome::describeTarget() {
-    const Bundle& bundle = Bundle::mainBundle();
-    record_.version = bundle.shortVersionString();
-    record_.build = bundle.bundleVersion();
     if (record_.version) {
         record_.generation = Const::applicationDirectoryPathWithVersion(record_.version);
     }

@@ -14,6 +14,7 @@ namespace vela {
 /// so that standard output carries nothing else.
 class Outcome {
 public:
+    /// Starts the clock; the record knows the bundle's version and build from the start.
     explicit Outcome(bool json);
 
     bool json() const { return json_; }
@@ -23,7 +24,7 @@ public:
 
     /// Records an error ("MSG_E3001", "usage", ...) with its text.
     void setError(const std::string& code, const std::string& message);
-    /// Fills what the bundle and the target root tell (version, build, generation, link).
+    /// Fills the paths this bundle installs under the target root (generation, link).
     void describeTarget();
     /// Completes the record with `status`, `exit` and the elapsed time; returns `exit`.
     int complete(const std::string& status, int exit);

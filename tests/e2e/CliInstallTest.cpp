@@ -157,6 +157,26 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
 
 TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplication) {
     auto app = startApplication(generation("1.0") + "/VELA.app", false);
+    // The dry run names every generation it would move or remove and the process it would stop,
+    // and stops nothing.
+    const std::string before = snapshotTree(root.root());
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 0) << dry.err;
+    const std::string aside = generation() + ".old";
+    long at = 0;
+    for (const std::string& step :
+         {"remove " + generation("0.9.old") + " ", "move aside " + generation() + " (to " + aside,
+          "stop " + std::to_string(app->pid()) + " " + generation("1.0") + "/VELA.app/",
+          "remove " + generation("1.0") + " (other generation)", "remove " + aside + " ",
+          std::string("link ") + root.at("/Applications/Quillmark/VELA")}) {
+        std::size_t next = dry.out.find(step, static_cast<std::size_t>(at));
+        ASSERT_NE(next, std::string::npos) << "missing or out of order: " << step << "\n"
+                                           << dry.out;
+        at = static_cast<long>(next);
+    }
+    EXPECT_EQ(snapshotTree(root.root()), before);
+    EXPECT_NE(readFile("/proc/" + std::to_string(app->pid()) + "/cmdline"), "");  // not stopped
+
     RunResult result = install();
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(app->wait(10000), 0);  // stopped politely: SIGTERM ends it with status 0

@@ -1,4 +1,7 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -23,6 +26,7 @@ namespace {
 constexpr int kHosts = 12;
 constexpr int kDamaged = 2;   // a file of its generation changed
 constexpr int kTooSmall = 7;  // its Applications folder becomes a volume smaller than the payload
+constexpr int kBusy = 5;      // damaged while another installer holds its target
 
 struct Recap {
     int changed = -1;
@@ -57,6 +61,7 @@ protected:
                  {QStringLiteral("hosts"), hosts},
                  {QStringLiteral("vars"), QJsonObject{{QStringLiteral("vela_installer_app"),
                                                        QStringLiteral(VELA_TEST_BUNDLE_DIR)},
+                                                      {QStringLiteral("vela_busy_retries"), 2},
                                                       {QStringLiteral("vela_busy_delay"), 1}}}}}};
         // YAML reads JSON as it is.
         inventory_ = control_.base() + "/inventory.yml";
@@ -126,7 +131,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Fleet, InstallsOnceRepairsTheDamagedAndStopsAtATargetTooSmall) {
+TEST_F(Fleet, InstallsOnceRepairsTheDamagedAndStopsAtATargetTooSmallOrBusy) {
     std::map<std::string, Recap> first = play();
     std::printf("fleet: play 1 installs %d hosts in %.1f s\n", kHosts, seconds_);
     ASSERT_EQ(first.size(), static_cast<std::size_t>(kHosts));
@@ -165,4 +170,21 @@ TEST_F(Fleet, InstallsOnceRepairsTheDamagedAndStopsAtATargetTooSmall) {
               std::string::npos)
         << output_.out;
     EXPECT_EQ(verify(kTooSmall), 7);
+
+    // A target that stays busy is tried again, then fails with the record's reason.
+    ASSERT_EQ(::system(("umount '" + mac(kTooSmall).at("/Applications") + "'").c_str()), 0);
+    mounted_ = false;
+    const std::string busy = mac(kBusy).at(generation + "/LOGforDEBUG.command");
+    writeFile(busy, readFile(busy) + "damage");
+    int lock = ::open(mac(kBusy).root().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+    std::map<std::string, Recap> fourth = play();
+    ::close(lock);
+    for (int i = 0; i < kHosts; ++i) {
+        expectRecap(fourth, i, 0, i == kBusy ? 1 : 0);
+    }
+    EXPECT_NE(output_.out.find("FAILED - RETRYING: [" + name(kBusy) + "]"), std::string::npos);
+    EXPECT_NE(output_.out.find("busy: another installer is working on " + mac(kBusy).root()),
+              std::string::npos)
+        << output_.out;
 }

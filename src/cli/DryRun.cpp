@@ -6,7 +6,6 @@
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
-#include "FreeSpace.h"
 #include "InstallationPlan.h"
 #include "Log.h"
 #include "Payload.h"
@@ -54,14 +53,7 @@ int DryRun::exec() {
     }
     record.actions = actions;
 
-    std::string reason;
-    std::vector<std::string> missing = payload.missing();
-    std::optional<FreeSpace::Figures> figures = FreeSpace::measure(payload);
-    if (!missing.empty()) {
-        reason = "the installer bundle is incomplete: no " + missing.front();
-    } else if (figures && !figures->enough()) {
-        reason = FreeSpace::shortfallMessage(*figures);
-    }
+    const std::string reason = InstallationPlan::foreseenFailure(payload);
     if (!reason.empty()) {
         ILog("Dry run: the installation would fail: %s", reason.c_str());
         std::fprintf(stderr, "MSG_E3001: %s\n", reason.c_str());

@@ -1,14 +1,18 @@
 #include "InstallationPlan.h"
 
+#include <filesystem>
 #include <sstream>
 
 #include "Commands.h"
 #include "Const.h"
+#include "FreeSpace.h"
 #include "HelpFile.h"
 #include "InstallationCheck.h"
 #include "ShellExecute.h"
 
 namespace vela {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -47,6 +51,24 @@ std::vector<std::string> InstallationPlan::runningApplications() {
         }
     }
     return found;
+}
+
+std::string InstallationPlan::foreseenFailure(const Payload& payload) {
+    std::vector<std::string> missing = payload.missing();
+    if (!missing.empty()) {
+        return "the installer bundle is incomplete: no " + missing.front();
+    }
+    std::optional<FreeSpace::Figures> figures = FreeSpace::measure(payload);
+    if (figures && !figures->enough()) {
+        return FreeSpace::shortfallMessage(*figures);
+    }
+    // The same text as the run's own failure.
+    const std::string device = Const::getDeviceLicenseModeDirectoryPath();
+    std::error_code ec;
+    if (fs::exists(fs::symlink_status(device, ec)) && !fs::is_directory(device, ec)) {
+        return "non-directory item exists: " + device;
+    }
+    return {};
 }
 
 std::vector<InstallationPlan::Action> InstallationPlan::actions() const {

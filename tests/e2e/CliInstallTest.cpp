@@ -258,6 +258,11 @@ TEST_F(Overwrite, AMovedAsideDirectoryThatCannotBeRemovedStopsBeforeAnythingChan
 
 TEST_F(NewInstallation, AFileWhereTheDeviceDirectoryBelongsIsAFailure) {
     writeFile(deviceDirectory(), "not a directory");
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_NE(dry.err.find("MSG_E3001: non-directory item exists: " + deviceDirectory()),
+              std::string::npos)
+        << dry.err;
     RunResult result = install();
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=non-directory item exists: " +

@@ -117,6 +117,12 @@ TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
 TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
     useBundleCopy();
     fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_NE(
+        dry.err.find("MSG_E3001: the installer bundle is incomplete: no VELA-Uninstaller.app"),
+        std::string::npos)
+        << dry.err;
     RunResult result = install();
     expectFailure(result, "Installation couldn't be completed");
     EXPECT_TRUE(logContains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));

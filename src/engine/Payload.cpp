@@ -1,5 +1,7 @@
 #include "Payload.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "Const.h"
@@ -33,11 +35,13 @@ Payload::Payload(const Bundle& bundle, const std::string& generation) {
 }
 
 void Payload::measure(const std::string& path, Item& item) {
-    std::error_code ec;
-    fs::file_status status = fs::symlink_status(path, ec);
-    if (fs::is_regular_file(status)) {
-        std::uintmax_t size = fs::file_size(path, ec);
-        size = ec ? 0 : size;
+    // One lstat per entry: the walk runs on the main thread before every installation.
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) {
+        return;
+    }
+    if (S_ISREG(info.st_mode)) {
+        const auto size = static_cast<std::uint64_t>(info.st_size);
         bytes_ += size;
         ++files_;
         item.bytes += size;
@@ -45,10 +49,11 @@ void Payload::measure(const std::string& path, Item& item) {
         fileSizes_.push_back(size);
         return;
     }
-    if (!fs::is_directory(status)) {
+    if (!S_ISDIR(info.st_mode)) {
         return;
     }
     ++folders_;
+    std::error_code ec;
     for (fs::directory_iterator it(path, ec), end; !ec && it != end; it.increment(ec)) {
         measure(it->path().string(), item);
     }

@@ -165,7 +165,9 @@ TEST_F(Fleet, InstallsOnceRepairsTheDamagedAndStopsAtATargetTooSmallOrBusy) {
         expectRecap(third, i, i == kDamaged ? 1 : 0, i == kTooSmall ? 1 : 0);
     }
     EXPECT_EQ(verify(kDamaged), 0);
-    EXPECT_NE(output_.out.find("MSG_E3001: not enough free space on " +
+    // The host fails with the record's code and message, not the command's raw output.
+    EXPECT_NE(output_.out.find("VELA failed on " + mac(kTooSmall).root() +
+                               ": MSG_E3001: not enough free space on " +
                                mac(kTooSmall).at("/Applications") + ": "),
               std::string::npos)
         << output_.out;

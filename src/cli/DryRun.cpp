@@ -24,11 +24,7 @@ int DryRun::exec() {
     const bool isOverwrite = StartSteps::detectInstalledGeneration();
     record.mode = isOverwrite ? "overwrite" : "new";
     if (!StartSteps::checkAdministrator(user)) {
-        std::fprintf(stderr,
-                     "MSG_E3002: Please install with administrator privileges (user %s is "
-                     "not a member of the group admin)\n",
-                     user.c_str());
-        outcome_.setError("MSG_E3002", "please install with administrator privileges");
+        outcome_.refuseNonAdministrator(user);
         return outcome_.complete("refused", kExitNotAdministrator);
     }
 

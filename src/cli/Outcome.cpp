@@ -16,6 +16,14 @@ void Outcome::setError(const std::string& code, const std::string& message) {
     record_.errorMessage = message;
 }
 
+void Outcome::refuseNonAdministrator(const std::string& user) {
+    std::fprintf(stderr,
+                 "MSG_E3002: Please install with administrator privileges (user %s is not a "
+                 "member of the group admin)\n",
+                 user.c_str());
+    setError("MSG_E3002", "please install with administrator privileges");
+}
+
 void Outcome::describeTarget() {
     if (record_.version) {
         record_.generation = Const::applicationDirectoryPathWithVersion(record_.version);

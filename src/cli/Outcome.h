@@ -24,6 +24,8 @@ public:
 
     /// Records an error ("MSG_E3001", "usage", ...) with its text.
     void setError(const std::string& code, const std::string& message);
+    /// Says on standard error that `user` is not an administrator and records "MSG_E3002".
+    void refuseNonAdministrator(const std::string& user);
     /// Fills the paths this bundle installs under the target root (generation, link).
     void describeTarget();
     /// Completes the record with `status`, `exit` and the elapsed time; returns `exit`.

@@ -51,11 +51,7 @@ int UnattendedInstall::exec() {
     ILog("Start InstallStartViewController installButtonClicked");
     if (!StartSteps::checkAdministrator(user)) {
         ILog("End InstallStartViewController installButtonClicked");
-        std::fprintf(stderr,
-                     "MSG_E3002: Please install with administrator privileges (user %s is "
-                     "not a member of the group admin)\n",
-                     user.c_str());
-        outcome_.setError("MSG_E3002", "please install with administrator privileges");
+        outcome_.refuseNonAdministrator(user);
         return kExitNotAdministrator;
     }
     ILog("End InstallStartViewController installButtonClicked");

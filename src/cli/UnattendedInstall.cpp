@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "Bundle.h"
 #include "Commands.h"
@@ -14,12 +15,23 @@
 #include "Const.h"
 #include "Log.h"
 #include "Repair.h"
+#include "Payload.h"
 #include "StartSteps.h"
 #include "platform/CurrentUser.h"
 
 namespace vela {
 
-UnattendedInstall::UnattendedInstall() : progress_(stderr, ::isatty(STDERR_FILENO) == 1) {}
+namespace {
+
+std::string linkTextNow() {
+    std::error_code ec;
+    return std::filesystem::read_symlink(Const::symbolicLinkPath(), ec).string();
+}
+
+}  // namespace
+
+UnattendedInstall::UnattendedInstall(Outcome& outcome)
+    : outcome_(outcome), progress_(stderr, ::isatty(STDERR_FILENO) == 1) {}
 
 UnattendedInstall::~UnattendedInstall() = default;
 
@@ -36,15 +48,16 @@ int UnattendedInstall::exec() {
     if (!repairInterruptedRun()) {
         return kExitFailed;
     }
+    InstallRecord& record = outcome_.record();
+    record.previous = Const::applicationDirectoryPrefixEnumerate();
+    linkBefore_ = linkTextNow();
     const bool isOverwrite = StartSteps::detectInstalledGeneration();
+    record.mode = isOverwrite ? "overwrite" : "new";
 
     ILog("Start InstallStartViewController installButtonClicked");
     if (!StartSteps::checkAdministrator(user)) {
         ILog("End InstallStartViewController installButtonClicked");
-        std::fprintf(stderr,
-                     "MSG_E3002: Please install with administrator privileges (user %s is "
-                     "not a member of the group admin)\n",
-                     user.c_str());
+        outcome_.refuseNonAdministrator(user);
         return kExitNotAdministrator;
     }
     ILog("End InstallStartViewController installButtonClicked");
@@ -75,6 +88,7 @@ bool UnattendedInstall::repairInterruptedRun() {
             break;
     }
     std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
+    outcome_.setError("MSG_E3001", message);
     return false;
 }
 
@@ -82,14 +96,17 @@ int UnattendedInstall::recover() {
     const std::string user = currentUserName();
     primitiveILog("Device Installer module starting by %s%s", user.c_str(), " to repair");
     std::string message;
-    Repair::Outcome outcome = Repair::repairInterruptedRun(Bundle::mainBundle(), message);
-    if (outcome == Repair::Outcome::Nothing || outcome == Repair::Outcome::Repaired) {
-        std::printf("%s\n", outcome == Repair::Outcome::Nothing
-                                 ? "Nothing to repair."
-                                 : ("Repaired: " + message + ".").c_str());
+    const Repair::Outcome repair = Repair::repairInterruptedRun(Bundle::mainBundle(), message);
+    if (repair == Repair::Outcome::Nothing || repair == Repair::Outcome::Repaired) {
+        const bool nothing = repair == Repair::Outcome::Nothing;
+        std::fprintf(outcome_.humanOutput(), "%s\n",
+                     nothing ? "Nothing to repair." : ("Repaired: " + message + ".").c_str());
+        outcome_.record().status = nothing ? "clean" : "repaired";
         return kExitInstalled;
     }
     std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
+    outcome_.setError("MSG_E3001", message);
+    outcome_.record().status = "failed";
     return kExitFailed;
 }
 
@@ -113,6 +130,7 @@ void UnattendedInstall::performSegue(const Transition& transition) {
     progress_.finishLine();
     if (transition.identifier == "toInstallFailure") {
         std::fprintf(stderr, "%s: %s\n", transition.code.c_str(), transition.message.c_str());
+        outcome_.setError(transition.code, transition.message);
     }
 }
 
@@ -153,11 +171,39 @@ void UnattendedInstall::onRunEnded() {
         CompletionSteps::reloadLaunchAgent();
         progress_.show(100);
         progress_.finishLine();
-        std::printf("Installed VELA %s: %s\n", orNull(Const::getCurrentAppVersion()).c_str(),
-                    Const::symbolicLinkPath().c_str());
+        std::fprintf(outcome_.humanOutput(), "Installed VELA %s: %s\n",
+                     orNull(Const::getCurrentAppVersion()).c_str(),
+                     Const::symbolicLinkPath().c_str());
+        const Payload payload(Bundle::mainBundle(), run_->context().destDirectoryPath());
+        outcome_.record().bytes = payload.bytes();
+        outcome_.record().files = payload.files();
         status = kExitInstalled;
     }
+    outcome_.record().undone = status != kExitInstalled && restoredPreviousState();
     QCoreApplication::exit(status);
+}
+
+bool UnattendedInstall::restoredPreviousState() const {
+    return run_->record().hasRecorded() &&
+           Const::applicationDirectoryPrefixEnumerate() == outcome_.record().previous &&
+           linkTextNow() == linkBefore_;
+}
+
+const char* UnattendedInstall::statusOf(int exit) {
+    switch (exit) {
+        case kExitInstalled:
+            return "installed";
+        case kExitUsage:
+            return "usage";
+        case kExitNotAdministrator:
+            return "refused";
+        case kExitCancelled:
+            return "cancelled";
+        case kExitBusy:
+            return "busy";
+        default:
+            return "failed";
+    }
 }
 
 }  // namespace vela

@@ -6,6 +6,7 @@
 
 #include "InstallationRun.h"
 #include "InstallationView.h"
+#include "Outcome.h"
 #include "SignalPipe.h"
 #include "TerminalProgress.h"
 
@@ -19,6 +20,7 @@ enum ExitStatus : int {
     kExitNotAdministrator = 3,
     kExitCancelled = 5,
     kExitBusy = 6,
+    kExitAbsent = 7,
 };
 
 /// The wizard's road without windows: start steps, installation run, finalisation, LaunchAgent
@@ -26,13 +28,16 @@ enum ExitStatus : int {
 /// enabled. The first page change of the run decides the outcome.
 class UnattendedInstall : public InstallationView {
 public:
-    UnattendedInstall();
+    /// Fills `outcome`'s record as the run goes; prints for a person where it says.
+    explicit UnattendedInstall(Outcome& outcome);
     ~UnattendedInstall() override;
 
     /// Runs everything on the current thread's event loop and returns the exit status.
     int exec();
     /// Only the repair of a run that was killed: 0 nothing to repair or repaired, 1 not.
     int recover();
+    /// The record's status for an exit status of exec().
+    static const char* statusOf(int exit);
 
     bool isCancelRequested() const override { return cancelRequested_; }
     void setCancelEnabled(bool enabled) override;
@@ -46,8 +51,11 @@ private:
     /// The repair that every run starts with; false (with the reason on standard error) when
     /// the run must not go on.
     bool repairInterruptedRun();
+    bool restoredPreviousState() const;
 
+    Outcome& outcome_;
     TerminalProgress progress_;
+    std::string linkBefore_;
     std::unique_ptr<InstallationRun> run_;
     std::unique_ptr<SignalPipe> signals_;
     std::optional<Transition> firstTransition_;

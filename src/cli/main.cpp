@@ -8,18 +8,53 @@
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
+#include "DryRun.h"
 #include "InstallLock.h"
 #include "Log.h"
+#include "Outcome.h"
+#include "RunOptions.h"
 #include "UnattendedInstall.h"
+#include "VerifyCommand.h"
 
 using namespace vela;
 
 namespace {
 
+// Usage errors are found all through main(); each still ends in the run's one record.
+Outcome* activeOutcome = nullptr;
+
 int usageError(const QString& message) {
     std::fprintf(stderr, "vela-device-install: %s\nTry 'vela-device-install --help'.\n",
                  qPrintable(message));
-    return kExitUsage;
+    activeOutcome->setError("usage", message.toStdString());
+    return activeOutcome->finish("usage", kExitUsage);
+}
+
+int endWithLog(Outcome& outcome, int status) {
+    Log::defaultLog().flush();
+    outcome.record().log = Log::defaultLog().logFilePath();
+    if (outcome.record().log) {
+        std::fprintf(stderr, "Log: %s\n", outcome.record().log->c_str());
+    }
+    return outcome.finish(outcome.record().status, status);
+}
+
+int install(Outcome& outcome) {
+    int status = UnattendedInstall(outcome).exec();
+    outcome.record().status = UnattendedInstall::statusOf(status);
+    if (status == kExitInstalled) {
+        outcome.record().log = Log::defaultLog().logFilePath();
+        outcome.complete(outcome.record().status, status);
+        if (std::error_code ec = outcome.record().keepOnTarget()) {
+            ILog("Installation record not kept: %s: %s", InstallRecord::filePath().c_str(),
+                 ec.message().c_str());
+            std::fprintf(stderr, "vela-device-install: the record %s could not be written: %s\n",
+                         InstallRecord::filePath().c_str(), ec.message().c_str());
+        } else {
+            ILog("Installation record kept: %s", InstallRecord::filePath().c_str());
+        }
+    }
+    return endWithLog(outcome, status);
 }
 
 }  // namespace
@@ -31,12 +66,15 @@ int main(int argc, char* argv[]) {
         QString::fromStdString(orNull(Bundle::mainBundle().shortVersionString()) + " (" +
                                orNull(Bundle::mainBundle().bundleVersion()) + ")");
     QCoreApplication::setApplicationVersion(version);
+    Outcome outcome(RunOptions::jsonAmong(QCoreApplication::arguments()));
+    activeOutcome = &outcome;
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Installs the VELA desktop application from this bundle without windows.\n"
         "Exit status: 0 installed, 1 installation failed, 2 usage error, 3 not an administrator,\n"
-        "5 cancelled (SIGINT/SIGTERM), 6 another installer works on the same target."));
+        "5 cancelled (SIGINT/SIGTERM), 6 another installer works on the same target,\n"
+        "7 not installed (--verify)."));
     parser.addHelpOption();
     parser.addVersionOption();
     QCommandLineOption target(
@@ -45,13 +83,8 @@ int main(int argc, char* argv[]) {
                        "Applications and Library) instead of /."),
         QStringLiteral("dir"));
     parser.addOption(target);
-    QCommandLineOption recover(
-        QStringList{QStringLiteral("recover")},
-        QStringLiteral("Only repair an installation that was killed (undo it, or complete it "
-                       "when it had passed its point of no return); install nothing. Exit 0 "
-                       "when there was nothing to repair or the repair succeeded, 1 when it "
-                       "failed, 6 when another installer works on the target."));
-    parser.addOption(recover);
+    RunOptions options;
+    options.addTo(parser);
     if (!parser.parse(QCoreApplication::arguments())) {
         return usageError(parser.errorText());
     }
@@ -62,6 +95,9 @@ int main(int argc, char* argv[]) {
     if (parser.isSet(QStringLiteral("version"))) {
         std::printf("vela-device-install %s\n", qPrintable(version));
         return kExitInstalled;
+    }
+    if (QString conflict = options.read(parser); !conflict.isEmpty()) {
+        return usageError(conflict);
     }
     if (!parser.positionalArguments().isEmpty()) {
         return usageError(QStringLiteral("unexpected argument: ") +
@@ -83,29 +119,38 @@ int main(int argc, char* argv[]) {
         }
         Const::setTargetRoot(dir.canonicalFilePath().toStdString());
     }
+    outcome.describeTarget();
     if (Bundle::mainBundle().bundlePath().empty()) {
         std::fprintf(stderr, "vela-device-install: not inside an installer bundle (%s)\n",
                      "Contents/MacOS of VELA-device-Installer.app");
-        return kExitFailed;
+        outcome.setError("MSG_E3001", "not inside an installer bundle");
+        return outcome.finish("failed", kExitFailed);
+    }
+    if (options.verify) {
+        return endWithLog(outcome, VerifyCommand(outcome).exec());
     }
 
-    InstallLock lock(Const::targetRoot());
+    InstallLock lock(Const::targetRoot(), /*create=*/!options.dryRun);
     if (lock.isBusy()) {
         std::fprintf(stderr,
                      "vela-device-install: another installer is working on %s; try again when it "
                      "has finished\n",
                      Const::targetRoot().c_str());
-        return kExitBusy;
+        outcome.setError("busy", "another installer is working on " + Const::targetRoot());
+        return outcome.finish("busy", kExitBusy);
     }
     if (lock.isRefused()) {
-        std::fprintf(stderr, "vela-device-install: cannot lock %s: %s; nothing changed\n",
-                     lock.path().c_str(), lock.error().message().c_str());
-        return kExitFailed;
+        const std::string message =
+            "cannot lock " + lock.path() + ": " + lock.error().message() + "; nothing changed";
+        std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
+        outcome.setError("MSG_E3001", message);
+        return outcome.finish("failed", kExitFailed);
     }
-    int status = parser.isSet(recover) ? UnattendedInstall().recover() : UnattendedInstall().exec();
-    Log::defaultLog().flush();
-    if (auto path = Log::defaultLog().logFilePath()) {
-        std::fprintf(stderr, "Log: %s\n", path->c_str());
+    if (options.recover) {
+        return endWithLog(outcome, UnattendedInstall(outcome).recover());
     }
-    return status;
+    if (options.dryRun) {
+        return endWithLog(outcome, DryRun(outcome).exec());
+    }
+    return install(outcome);
 }

@@ -19,24 +19,28 @@ constexpr const char* kLockName = ".install-lock";
 
 }  // namespace
 
-InstallLock::InstallLock(const std::string& targetRoot) {
+InstallLock::InstallLock(const std::string& targetRoot, bool create) {
     const std::string directoryPath = joinPath(targetRoot, kLockDirectory);
     path_ = joinPath(directoryPath, kLockName);
+    if (!create && entryKind(path_) == EntryKind::Missing) {
+        return;
+    }
     UniqueFd directory;
     error_ = openOwnedDirectory(joinPath(targetRoot, "Library"), directoryPath, rootOnly(0755),
-                                directory);
+                                directory, nullptr, /*ownExisting=*/create);
     if (error_) {
         return;
     }
     UniqueFd file(::openat(directory.get(), kLockName,
-                           O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+                           O_RDWR | (create ? O_CREAT : 0) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                           0600));
     struct stat info {};
     if (!file.valid() || ::fstat(file.get(), &info) != 0) {
         error_ = {errno, std::generic_category()};
         return;
     }
     if (!S_ISREG(info.st_mode) || info.st_uid != ::geteuid() || info.st_nlink != 1 ||
-        ::fchmod(file.get(), 0600) != 0) {
+        (create && ::fchmod(file.get(), 0600) != 0)) {
         error_ = std::make_error_code(std::errc::operation_not_permitted);
         return;
     }

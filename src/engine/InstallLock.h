@@ -11,7 +11,9 @@ namespace vela {
 /// process ends.
 class InstallLock {
 public:
-    explicit InstallLock(const std::string& targetRoot);
+    /// `create` false (a dry run): nothing is made or changed; where no lock file exists yet,
+    /// no installer can hold it and none is taken.
+    explicit InstallLock(const std::string& targetRoot, bool create = true);
     ~InstallLock();
     InstallLock(const InstallLock&) = delete;
     InstallLock& operator=(const InstallLock&) = delete;

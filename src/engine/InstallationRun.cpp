@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "FreeSpace.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "SafeFiles.h"
@@ -53,6 +54,10 @@ void InstallationRun::start() {
     started_ = true;
     DTrace("start");
     ILog("Start Installation process");
+    if (!FreeSpace::checkBeforeInstallation(context_)) {
+        endRun();
+        return;
+    }
     isAppCopyFinished_ = false;
     record_.begin(context_.isOverwrite(), orNull(context_.bundle().shortVersionString()));
     if (context_.isOverwrite()) {

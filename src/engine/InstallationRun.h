@@ -41,6 +41,7 @@ public:
 
     float progress() const { return progress_; }
     const InstallationContext& context() const { return context_; }
+    const UndoRecord& record() const { return record_; }
 
     /// The copier's reports: progress on the main thread, the end of a copy on its thread.
     void setCopyProgress(float fraction) override;

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -108,6 +110,7 @@ std::string UndoRecord::journalPath() {
 
 void UndoRecord::begin(bool isOverwrite, const std::string& version, bool durable) {
     entries_.clear();
+    recorded_ = false;
     isOverwrite_ = isOverwrite;
     version_ = version;
     durable_ = durable;
@@ -116,6 +119,7 @@ void UndoRecord::begin(bool isOverwrite, const std::string& version, bool durabl
 bool UndoRecord::append(UndoEntry entry, std::string* error) {
     entries_.push_back(std::move(entry));
     if (write(error)) {
+        recorded_ = true;
         return true;
     }
     entries_.pop_back();
@@ -233,8 +237,28 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
     return record;
 }
 
+// A run killed while it wrote its journal leaves the new text beside it, never renamed into
+// place: it is nothing to act on, only to clear away.
+static void removeUnfinishedJournals() {
+    UniqueFd directory(::open(UndoRecord::journalDirectory().c_str(),
+                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!directory.valid()) {
+        return;
+    }
+    const std::string prefix = std::string(".") + kJournalName + ".new-";
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(UndoRecord::journalDirectory(), ec), end;
+         !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        if (name.compare(0, prefix.size(), prefix) == 0) {
+            ::unlinkat(directory.get(), name.c_str(), 0);
+        }
+    }
+}
+
 std::optional<UndoRecord> UndoRecord::load(std::string& problem) {
     problem.clear();
+    removeUnfinishedJournals();
     const std::string path = journalPath();
     if (entryKind(path) == EntryKind::Missing) {
         return std::nullopt;

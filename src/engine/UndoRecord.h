@@ -45,6 +45,8 @@ public:
     void finish();
 
     const std::vector<UndoEntry>& entries() const { return entries_; }
+    /// Whether this run recorded any step since begin(), undone or not (so it touched the target).
+    bool hasRecorded() const { return recorded_; }
     const UndoEntry* find(UndoStep step) const;
     bool isPastPointOfNoReturn() const { return find(UndoStep::PointOfNoReturn) != nullptr; }
     bool isOverwrite() const { return isOverwrite_; }
@@ -66,6 +68,7 @@ private:
     bool isOverwrite_ = false;
     std::string version_;
     bool durable_ = false;
+    bool recorded_ = false;
 };
 
 /// Whether `path` is one that a journal may name: a generation below the base directory (or its

@@ -16,11 +16,12 @@ class Cancel : public CliFixture {
 protected:
     // Starts the front end and sends `signal` once the copy of `app` has begun.
     int cancelDuringCopyOf(const std::string& app, int signal = SIGINT) {
-        auto cli = startInstall();
+        auto cli = startInstall({"--json"});
         EXPECT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/" + app + " to "));
         cli->signal(signal);
         int status = cli->wait();
         err = cli->err();
+        record = recordOf(cli->out(), status);
         return status;
     }
 
@@ -44,6 +45,7 @@ protected:
     }
 
     std::string err;
+    QJsonObject record;
 };
 
 }  // namespace
@@ -52,6 +54,8 @@ TEST_F(Cancel, NewInstallationDuringTheApplicationCopy) {
     growPayload("VELA.app", kBigPayload, 64);
     EXPECT_EQ(cancelDuringCopyOf("VELA.app"), 5) << err;
     expectNewInstallationRemoved();
+    EXPECT_EQ(record.value(QStringLiteral("status")).toString(), QStringLiteral("cancelled"));
+    EXPECT_TRUE(record.value(QStringLiteral("undone")).toBool());
     // The copy ended under the cancel state: its completion saw it and started nothing more.
     EXPECT_TRUE(logContains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
     EXPECT_FALSE(logContains("VELA-Uninstaller.app to"));
@@ -120,8 +124,10 @@ TEST_F(Cancel, ASecondInstallerOnTheSameRootIsTurnedAway) {
     auto first = startInstall();
     ASSERT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/VELA.app to "));
     std::size_t logged = logMessages().size();
-    RunResult second = install();
+    RunResult second = install({"--json"});
     EXPECT_EQ(second.status, 6);
+    EXPECT_EQ(recordOf(second.out, 6).value(QStringLiteral("status")).toString(),
+              QStringLiteral("busy"));
     EXPECT_NE(second.err.find("another installer is working on " + root.root()), std::string::npos);
     EXPECT_EQ(first->wait(), 0) << first->err();
     // The log holds one run only: the second wrote nothing of its own.

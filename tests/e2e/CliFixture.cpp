@@ -1,6 +1,7 @@
 #include "CliFixture.h"
 
 #include <QDeadlineTimer>
+#include <QJsonDocument>
 #include <QThread>
 
 #include <filesystem>
@@ -33,9 +34,21 @@ RunResult CliFixture::install(const std::vector<std::string>& extraArguments) {
     return run(argv, environment());
 }
 
-std::unique_ptr<Process> CliFixture::startInstall() {
-    return std::make_unique<Process>(
-        std::vector<std::string>{VELA_TEST_CLI, "--target", root.root()}, environment());
+std::unique_ptr<Process> CliFixture::startInstall(const std::vector<std::string>& extraArguments) {
+    std::vector<std::string> argv{VELA_TEST_CLI, "--target", root.root()};
+    argv.insert(argv.end(), extraArguments.begin(), extraArguments.end());
+    return std::make_unique<Process>(argv, environment());
+}
+
+QJsonObject CliFixture::recordOf(const std::string& out, int status) {
+    const bool oneLine = !out.empty() && out.find('\n') == out.size() - 1;
+    QJsonParseError error{};
+    QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(out), &error);
+    EXPECT_TRUE(oneLine && error.error == QJsonParseError::NoError && document.isObject())
+        << "not one JSON object on one line: [" << out << "]";
+    QJsonObject record = document.object();
+    EXPECT_EQ(record.value(QStringLiteral("exit")).toInt(-1), status) << out;
+    return record;
 }
 
 std::vector<std::string> CliFixture::logMessages() const {

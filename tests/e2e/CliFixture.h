@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QJsonObject>
+
 #include <map>
 #include <memory>
 #include <string>
@@ -21,8 +23,11 @@ protected:
 
     /// Runs the front end into the root; `bundle` replaces the built bundle when not empty.
     RunResult install(const std::vector<std::string>& extraArguments = {});
-    std::unique_ptr<Process> startInstall();
+    std::unique_ptr<Process> startInstall(const std::vector<std::string>& extraArguments = {});
     std::map<std::string, std::string> environment() const;
+    /// The one JSON object a --json run wrote; fails the test when standard output holds
+    /// anything else, or when its "exit" is not the process's status.
+    static QJsonObject recordOf(const std::string& out, int status);
 
     /// "[LEVEL] message" of every line the front end logged so far.
     std::vector<std::string> logMessages() const;

@@ -1,9 +1,12 @@
 #include <sys/stat.h>
 
 #include <QDeadlineTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QThread>
 
 #include <filesystem>
+#include <functional>
 
 #include "CliFixture.h"
 #include "Files.h"
@@ -16,6 +19,24 @@ namespace {
 const std::string kDebugIni = "/Library/Application Support/Quillmark/VELA/.debug.ini";
 
 class NewInstallation : public CliFixture {};
+
+std::string text(const QJsonObject& record, const char* key) {
+    return record.value(QString::fromUtf8(key)).toString().toStdString();
+}
+
+std::string errorCodeOf(const QJsonObject& record) {
+    return record.value(QStringLiteral("error"))
+        .toObject()
+        .value(QStringLiteral("code"))
+        .toString()
+        .toStdString();
+}
+
+std::string lastName(const QJsonValue& action) {
+    return fs::path(action.toObject().value(QStringLiteral("path")).toString().toStdString())
+        .filename()
+        .string();
+}
 class Overwrite : public CliFixture {
 protected:
     // An installed older generation (with its uninstaller, so it counts), a same-version
@@ -42,8 +63,49 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
     writeFile(root.at("/Users/bob/Library/Application Support/Quillmark/VELA/VELA.font.plist"), "");
     auto outsider = startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app",
                                      false);
-    RunResult result = install();
+
+    // Before: not installed, and a dry run plans the run in its order without changing a thing.
+    const std::string untouched = snapshotTree(root.root());
+    RunResult absent = install({"--verify", "--json"});
+    EXPECT_EQ(text(recordOf(absent.out, 7), "status"), "absent");
+    RunResult dry = install({"--dry-run", "--json"});
+    QJsonObject plan = recordOf(dry.out, 0);
+    EXPECT_EQ(text(plan, "status"), "ready");
+    std::vector<std::string> steps;
+    for (const QJsonValue& action : plan.value(QStringLiteral("actions")).toArray()) {
+        steps.push_back(text(action.toObject(), "action") + " " + lastName(action));
+    }
+    ASSERT_GE(steps.size(), 2u);
+    std::sort(steps.begin(), steps.begin() + 2);  // the users' files come in listing order
+    EXPECT_EQ(steps, (std::vector<std::string>{
+                         "remove VELA.config.plist", "remove VELA.font.plist", "create VELA-device",
+                         "copy VELA-for-Device-help.pdf", "copy VELA.app",
+                         "copy VELA-Uninstaller.app", "copy LOGforRELEASE.command",
+                         "copy LOGforDEBUG.command", "set owner VELA-Ver" VELA_TEST_VERSION,
+                         "create VELA-device.offline-mode", "link VELA",
+                         "copy com.quillmark.VELA.plist", "reload com.quillmark.VELA.plist"}));
+    EXPECT_EQ(snapshotTree(root.root()), untouched);
+    fs::remove(root.logPath());
+
+    RunResult result = install({"--json"});
     ASSERT_EQ(result.status, 0) << result.err;
+    QJsonObject record = recordOf(result.out, 0);
+    EXPECT_EQ(text(record, "status"), "installed");
+    EXPECT_EQ(text(record, "mode"), "new");
+    EXPECT_EQ(text(record, "version"), VELA_TEST_VERSION);
+    EXPECT_EQ(text(record, "generation"), generation() + "/");
+    EXPECT_EQ(text(record, "log"), root.logPath());
+    EXPECT_TRUE(record.value(QStringLiteral("previous")).toArray().isEmpty());
+    EXPECT_TRUE(record.value(QStringLiteral("error")).isNull());
+    EXPECT_FALSE(record.value(QStringLiteral("undone")).toBool());
+    EXPECT_EQ(record.value(QStringLiteral("files")).toInt(), 8);
+    const std::string kept =
+        root.at("/Library/Application Support/Quillmark/VELA/last-install.json");
+    EXPECT_EQ(accessOf(kept), "root:root:-rw-r--r--");
+    QJsonObject keptRecord =
+        QJsonDocument::fromJson(QByteArray::fromStdString(readFile(kept))).object();
+    EXPECT_EQ(keptRecord.value(QStringLiteral("bytes")), record.value(QStringLiteral("bytes")));
+    EXPECT_EQ(text(keptRecord, "status"), "installed");
 
     const std::string gen = generation();
     for (const char* item :
@@ -102,6 +164,26 @@ TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplication) {
     auto app = startApplication(generation("1.0") + "/VELA.app", false);
     auto outsider = startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app",
                                      false);
+    // The dry run names every generation it would move or remove and the process it would stop,
+    // and stops nothing.
+    const std::string before = snapshotTree(root.root());
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 0) << dry.err;
+    const std::string aside = generation() + ".old";
+    long at = 0;
+    for (const std::string& step :
+         {"remove " + generation("0.9.old") + " ", "move aside " + generation() + " (to " + aside,
+          "stop " + std::to_string(app->pid()) + " " + generation("1.0") + "/VELA.app/",
+          "remove " + generation("1.0") + " (other generation)", "remove " + aside + " ",
+          std::string("link ") + root.at("/Applications/Quillmark/VELA")}) {
+        std::size_t next = dry.out.find(step, static_cast<std::size_t>(at));
+        ASSERT_NE(next, std::string::npos) << "missing or out of order: " << step << "\n"
+                                           << dry.out;
+        at = static_cast<long>(next);
+    }
+    EXPECT_EQ(snapshotTree(root.root()), before);
+    EXPECT_NE(readFile("/proc/" + std::to_string(app->pid()) + "/cmdline"), "");  // not stopped
+
     RunResult result = install();
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(app->wait(10000), 0);  // stopped politely: SIGTERM ends it with status 0
@@ -204,6 +286,11 @@ TEST_F(Overwrite, WhatCannotBeMovedAsideStopsTheRunAndIsKept) {
 
 TEST_F(NewInstallation, AFileWhereTheDeviceDirectoryBelongsIsAFailure) {
     writeFile(deviceDirectory(), "not a directory");
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_NE(dry.err.find("MSG_E3001: non-directory item exists: " + deviceDirectory()),
+              std::string::npos)
+        << dry.err;
     RunResult result = install();
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=non-directory item exists: " +
@@ -218,8 +305,13 @@ TEST_F(NewInstallation, AFileWhereTheDeviceDirectoryBelongsIsAFailure) {
 TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {
     useBundleCopy();
     ASSERT_EQ(::mkfifo((bundle + "/Contents/MacOS/VELA.app/Contents/pipe").c_str(), 0600), 0);
-    RunResult result = install();
+    RunResult result = install({"--json"});
     EXPECT_EQ(result.status, 1);
+    QJsonObject record = recordOf(result.out, 1);
+    EXPECT_EQ(text(record, "status"), "failed");
+    EXPECT_TRUE(record.value(QStringLiteral("undone")).toBool());
+    EXPECT_EQ(text(record.value(QStringLiteral("error")).toObject(), "message"),
+              "Installation couldn't be completed");
     EXPECT_NE(result.err.find("MSG_E3001: Installation couldn't be completed"), std::string::npos);
     long failure = logIndexOf("[ERROR] code=MSG_E3001, message=Installation couldn't be completed");
     ASSERT_GE(failure, 0);
@@ -250,8 +342,13 @@ TEST_F(NewInstallation, AUserOutsideAdminIsRefusedAndNothingChanges) {
     fs::permissions(root.home() + "/Library", fs::perms::all, fs::perm_options::add);
     std::string before = snapshotTree(root.root());
     std::vector<std::string> argv{VELA_TEST_CLI, "--target", root.root()};
+    argv.push_back("--json");
     RunResult result = run(argv, environment(), 65534);
     EXPECT_EQ(result.status, 3) << result.err;
+    EXPECT_EQ(text(recordOf(result.out, 3), "status"), "refused");
+    EXPECT_EQ(errorCodeOf(recordOf(result.out, 3)), "MSG_E3002");
+    argv.push_back("--dry-run");
+    EXPECT_EQ(run(argv, environment(), 65534).status, 3);
     EXPECT_NE(result.err.find("MSG_E3002"), std::string::npos);
     EXPECT_TRUE(logContains(
         "[ERROR] code=MSG_E3002, message=please install with administrator privileges"));
@@ -270,13 +367,88 @@ TEST_F(NewInstallation, UsageErrorsHelpAndVersion) {
     RunResult empty = run({VELA_TEST_CLI, "--target", root.base() + "/empty"}, environment());
     EXPECT_EQ(empty.status, 2);
     EXPECT_NE(empty.err.find("not a system volume (no Applications folder)"), std::string::npos);
-    EXPECT_EQ(run({VELA_TEST_CLI, "--bogus"}, environment()).status, 2);
-    EXPECT_EQ(run({VELA_TEST_CLI, "extra"}, environment()).status, 2);
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{"--bogus"},
+                                                  {"extra"},
+                                                  {"--dry-run", "--verify"},
+                                                  {"--target", root.base() + "/nowhere"}}) {
+        std::vector<std::string> argv{VELA_TEST_CLI, "--json"};
+        argv.insert(argv.end(), wrong.begin(), wrong.end());
+        RunResult usage = run(argv, environment());
+        EXPECT_EQ(usage.status, 2) << wrong.front();
+        QJsonObject record = recordOf(usage.out, 2);
+        EXPECT_EQ(text(record, "status"), "usage") << wrong.front();
+        EXPECT_EQ(errorCodeOf(record), "usage");
+    }
     RunResult help = run({VELA_TEST_CLI, "--help"}, environment());
     EXPECT_EQ(help.status, 0);
-    EXPECT_NE(help.out.find("--target <dir>"), std::string::npos);
+    for (const char* option : {"--target <dir>", "--json", "--dry-run", "--verify"}) {
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    }
     RunResult version = run({VELA_TEST_CLI, "--version"}, environment());
     EXPECT_EQ(version.status, 0);
     EXPECT_NE(version.out.find(VELA_TEST_VERSION), std::string::npos);
     EXPECT_FALSE(exists(root.logPath()));
+}
+
+// Each damage adds exactly its own line; an overwrite then repairs them all.
+TEST_F(NewInstallation, VerifyReportsEachDamageAndAnOverwriteRepairsThem) {
+    ASSERT_EQ(install().status, 0);
+    RunResult intact = install({"--verify"});
+    EXPECT_EQ(intact.status, 0) << intact.out;
+    EXPECT_EQ(intact.out, "VELA " VELA_TEST_VERSION ": intact\n");
+
+    const std::string gen = generation();
+    const std::string link = root.at("/Applications/Quillmark/VELA");
+    const std::string agent = root.at("/Library/LaunchAgents/com.quillmark.VELA.plist");
+    const std::string app = gen + "/VELA.app/Contents/MacOS/VELA";
+    const std::string release = gen + "/LOGforRELEASE.command";
+    const std::uintmax_t releaseSize = fs::file_size(release);
+    const struct {
+        std::function<void()> damage;
+        std::string line;
+    } rows[] = {
+        {[&] { writeFile(app, std::string(fs::file_size(app), 'x')); },
+         "contents " + app + ": expected the bundle's bytes, found other bytes"},
+        {[&] { writeFile(release, readFile(release) + "#"); },
+         "size " + release + ": expected " + std::to_string(releaseSize) + " bytes, found " +
+             std::to_string(releaseSize + 1) + " bytes"},
+        {[&] { ::chmod((gen + "/LOGforDEBUG.command").c_str(), 0600); },
+         "mode " + gen + "/LOGforDEBUG.command: expected -rwxr-xr-x, found -rw-------"},
+        {[&] { ASSERT_EQ(::lchown((gen + "/VELA-Uninstaller.app").c_str(), 65534, 0), 0); },
+         "owner " + gen + "/VELA-Uninstaller.app: expected root:admin, found nobody:root"},
+        {[&] { writeFile(gen + "/VELA.app/Contents/extra", ""); },
+         "extra " + gen + "/VELA.app/Contents/extra: expected nothing"},
+        {[&] { fs::remove(agent); }, "missing " + agent + ": expected file, found nothing"},
+        {[&] {
+             fs::remove(link);
+             fs::create_symlink("/Applications/Quillmark/VELA-Ver0.1/", link);
+         },
+         "link text " + link +
+             ": expected /Applications/Quillmark/VELA-Ver" VELA_TEST_VERSION
+             "/, found /Applications/Quillmark/VELA-Ver0.1/"},
+        {[&] { ::chmod(deviceDirectory().c_str(), 0700); },
+         "mode " + deviceDirectory() + ": expected drwxrwxr-x, found drwx------"},
+    };
+    int expected = 0;
+    for (const auto& row : rows) {
+        row.damage();
+        ++expected;
+        RunResult damaged = install({"--verify", "--json"});
+        QJsonObject record = recordOf(damaged.out, 1);
+        EXPECT_EQ(text(record, "status"), "damaged");
+        EXPECT_EQ(record.value(QStringLiteral("differences")).toArray().size(), expected)
+            << damaged.err;
+        EXPECT_NE(damaged.err.find(row.line), std::string::npos) << row.line << "\n" << damaged.err;
+    }
+    std::string before = snapshotTree(root.root());
+    install({"--verify"});
+    EXPECT_EQ(snapshotTree(root.root()), before);
+
+    RunResult repair = install({"--json"});
+    QJsonObject record = recordOf(repair.out, 0);
+    EXPECT_EQ(text(record, "mode"), "overwrite");
+    EXPECT_EQ(record.value(QStringLiteral("previous")).toArray(),
+              QJsonArray{QStringLiteral("VELA-Ver" VELA_TEST_VERSION)});
+    RunResult repaired = install({"--verify"});
+    EXPECT_EQ(repaired.status, 0) << repaired.out;
 }

@@ -1,3 +1,6 @@
+#include <QJsonObject>
+
+#include <cstdio>
 #include <filesystem>
 
 #include "CliFixture.h"
@@ -43,20 +46,52 @@ private:
 
 }  // namespace
 
-TEST_F(Faults, AFullTargetFailsANewInstallationAndLeavesNoGeneration) {
+// The payload is measured against the volume first: a dry run says it would fail, and the real
+// run refuses with the numbers before it changes anything.
+TEST_F(Faults, ATargetTooSmallForThePayloadIsRefusedBeforeAnythingChanges) {
     mountRoot("size=24m");
     growPayload("VELA.app", 64u << 20, 16);
-    RunResult result = install();
-    expectFailure(result, "Installation couldn't be completed");
-    EXPECT_FALSE(exists(generation()));
-    EXPECT_FALSE(exists(root.at("/Applications/Quillmark/VELA")));
+    ASSERT_EQ(install({"--recover"}).status, 0);  // the lock file, which every real run makes
+    const std::string before = snapshotTree(root.root());
+    const std::string shortfall = "not enough free space on " + root.at("/Applications") + ": ";
+    for (const char* dryRun : {"--dry-run", ""}) {
+        std::vector<std::string> arguments{"--json"};
+        if (*dryRun != 0) {
+            arguments.emplace_back(dryRun);
+        }
+        RunResult result = install(arguments);
+        EXPECT_EQ(result.status, 1) << result.err;
+        QJsonObject record = recordOf(result.out, 1);
+        EXPECT_EQ(record.value(QStringLiteral("status")).toString(),
+                  QString::fromUtf8(*dryRun != 0 ? "blocked" : "failed"));
+        EXPECT_FALSE(record.value(QStringLiteral("undone")).toBool());
+        const std::string message = record.value(QStringLiteral("error"))
+                                        .toObject()
+                                        .value(QStringLiteral("message"))
+                                        .toString()
+                                        .toStdString();
+        unsigned long long needed = 0;
+        unsigned long long available = 0;
+        ASSERT_EQ(message.rfind(shortfall, 0), 0u) << message;
+        ASSERT_EQ(std::sscanf(message.c_str() + shortfall.size(),
+                              "%llu bytes needed, %llu bytes available", &needed, &available),
+                  2)
+            << message;
+        EXPECT_GT(needed, 64ull << 20);
+        EXPECT_LE(available, 24ull << 20);
+        EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
+    }
+    EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + shortfall));
+    EXPECT_FALSE(logContains("Created directory for configuration"));
+    EXPECT_EQ(snapshotTree(root.root()), before);
 }
 
+// Out of inodes with bytes to spare: the free-space check passes and the copy fails half-way.
 TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
-    mountRoot("size=24m");
+    mountRoot("size=64m,nr_inodes=300");
     installPreviousGeneration();
     std::string before = snapshotTree(root.root());
-    growPayload("VELA-Uninstaller.app", 64u << 20, 16);
+    growPayload("VELA-Uninstaller.app", 1u << 20, 400);
     RunResult result = install();
     expectFailure(result, "Installation couldn't be completed");
     EXPECT_TRUE(logContains("[INFO] Undo the installation after a failure"));
@@ -77,7 +112,7 @@ TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
 
     // The same on a fresh read-only volume, before the device directory would be made.
     ::system(("umount -l '" + root.root() + "'").c_str());
-    mountRoot("size=8m");
+    mountRoot("size=16m");
     remount("ro");
     expectFailure(install(), "installation failure: journal: " + journal);
 }
@@ -85,6 +120,12 @@ TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
 TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
     useBundleCopy();
     fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_NE(
+        dry.err.find("MSG_E3001: the installer bundle is incomplete: no VELA-Uninstaller.app"),
+        std::string::npos)
+        << dry.err;
     RunResult result = install();
     expectFailure(result, "Installation couldn't be completed");
     EXPECT_TRUE(logContains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));

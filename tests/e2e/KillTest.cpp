@@ -18,7 +18,7 @@ constexpr int kSpreadKills = 20;
 constexpr std::uintmax_t kPayload = 320u << 20;
 
 // The tree of the target that an installation owns; the vendor folders and the lock that any
-// run leaves, killed or not, are left out.
+// run leaves, killed or not, and the record that only a run that ended writes, are left out.
 std::string installedTree(const TempInstallRoot& root) {
     std::string tree = snapshotTree(root.root());
     std::string kept;
@@ -28,6 +28,7 @@ std::string installedTree(const TempInstallRoot& root) {
         std::string line = tree.substr(at, end - at + 1);
         at = end + 1;
         if (line.find(".install-lock") != std::string::npos ||
+            line.find("last-install.json") != std::string::npos ||
             line.rfind("Applications/Quillmark mode=", 0) == 0 ||
             line.rfind("Library/Application Support/Quillmark mode=", 0) == 0 ||
             line.rfind("Library/Application Support/Quillmark/VELA mode=", 0) == 0) {

@@ -1,0 +1,66 @@
+#include "InstallRecord.h"
+
+#include <QJsonDocument>
+
+#include "AtomicFile.h"
+#include "Const.h"
+
+namespace vela {
+
+namespace {
+
+QJsonValue textOrNull(const std::optional<std::string>& text) {
+    return text ? QJsonValue(QString::fromStdString(*text)) : QJsonValue(QJsonValue::Null);
+}
+
+}  // namespace
+
+QJsonObject InstallRecord::toJson() const {
+    QJsonArray previousNames;
+    for (const std::string& name : previous) {
+        previousNames.append(QString::fromStdString(name));
+    }
+    QJsonValue error(QJsonValue::Null);
+    if (errorCode) {
+        error = QJsonObject{{QStringLiteral("code"), textOrNull(errorCode)},
+                            {QStringLiteral("message"), textOrNull(errorMessage)}};
+    }
+    QJsonObject object{
+        {QStringLiteral("status"), QString::fromStdString(status)},
+        {QStringLiteral("exit"), exit},
+        {QStringLiteral("version"), textOrNull(version)},
+        {QStringLiteral("build"), textOrNull(build)},
+        {QStringLiteral("mode"), textOrNull(mode)},
+        {QStringLiteral("previous"), previousNames},
+        {QStringLiteral("generation"), textOrNull(generation)},
+        {QStringLiteral("link"), textOrNull(link)},
+        {QStringLiteral("bytes"), static_cast<qint64>(bytes)},
+        {QStringLiteral("files"), static_cast<qint64>(files)},
+        {QStringLiteral("seconds"), seconds},
+        {QStringLiteral("log"), textOrNull(log)},
+        {QStringLiteral("error"), error},
+        {QStringLiteral("undone"), undone},
+    };
+    if (actions) {
+        object.insert(QStringLiteral("actions"), *actions);
+    }
+    if (differences) {
+        object.insert(QStringLiteral("differences"), *differences);
+    }
+    return object;
+}
+
+std::string InstallRecord::toLine() const {
+    return QJsonDocument(toJson()).toJson(QJsonDocument::Compact).toStdString() + "\n";
+}
+
+std::string InstallRecord::filePath() {
+    return Const::underTargetRoot("/Library/Application Support/Quillmark/VELA/last-install.json");
+}
+
+std::error_code InstallRecord::keepOnTarget() const {
+    return AtomicFile::write(filePath(), QJsonDocument(toJson()).toJson().toStdString(), 0, 0,
+                             0644);
+}
+
+}  // namespace vela

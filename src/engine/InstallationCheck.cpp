@@ -1,0 +1,270 @@
+#include "InstallationCheck.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "Const.h"
+#include "HelpFile.h"
+#include "Log.h"
+#include "Payload.h"
+
+namespace vela {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr mode_t kSharedFileMode = 0664;  // the help file, as the run sets it
+constexpr mode_t kDeviceDirectoryMode = 0775;
+
+char typeOf(mode_t mode) {
+    return S_ISDIR(mode) ? 'd' : S_ISLNK(mode) ? 'l' : S_ISREG(mode) ? '-' : '?';
+}
+
+std::string typeName(char type) {
+    switch (type) {
+        case 'd':
+            return "folder";
+        case 'l':
+            return "link";
+        case '-':
+            return "file";
+        default:
+            return "special file";
+    }
+}
+
+// "drwxrwxr-x", the form administrators read in listings.
+std::string modeText(char type, mode_t mode) {
+    std::string text(1, type);
+    const char* letters = "rwxrwxrwx";
+    for (int bit = 0; bit < 9; ++bit) {
+        text += (mode & (0400u >> bit)) != 0 ? letters[bit] : '-';
+    }
+    return text;
+}
+
+std::string ownerText(const struct stat& info) {
+    const struct passwd* user = ::getpwuid(info.st_uid);
+    const struct group* group = ::getgrgid(info.st_gid);
+    return (user != nullptr ? std::string(user->pw_name) : std::to_string(info.st_uid)) + ":" +
+           (group != nullptr ? std::string(group->gr_name) : std::to_string(info.st_gid));
+}
+
+std::optional<std::string> linkText(const std::string& path) {
+    std::error_code ec;
+    fs::path text = fs::read_symlink(path, ec);
+    return ec ? std::nullopt : std::optional<std::string>(text.string());
+}
+
+// Reads until `size` bytes or the end; the count read, or -1.
+ssize_t readUpTo(int fd, char* buffer, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        ssize_t n = ::read(fd, buffer + done, size - done);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            return -1;
+        }
+        if (n == 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(n);
+    }
+    return static_cast<ssize_t>(done);
+}
+
+bool sameBytes(const std::string& first, const std::string& second) {
+    int a = ::open(first.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    int b = ::open(second.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    bool same = a >= 0 && b >= 0;
+    std::vector<char> left(1 << 16);
+    std::vector<char> right(left.size());
+    while (same) {
+        ssize_t n = readUpTo(a, left.data(), left.size());
+        ssize_t m = readUpTo(b, right.data(), right.size());
+        same = n >= 0 && n == m &&
+               std::memcmp(left.data(), right.data(), static_cast<std::size_t>(n)) == 0;
+        if (n <= 0) {
+            break;
+        }
+    }
+    for (int fd : {a, b}) {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    }
+    return same;
+}
+
+std::set<std::string> namesIn(const std::string& folder) {
+    std::set<std::string> names;
+    std::error_code ec;
+    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+        names.insert(it->path().filename().string());
+    }
+    return names;
+}
+
+}  // namespace
+
+InstallationCheck::InstallationCheck(const Bundle& bundle) : bundle_(bundle) {
+    if (const struct group* admin = ::getgrnam("admin")) {
+        adminGroup_ = admin->gr_gid;
+    }
+}
+
+std::string InstallationCheck::expectedLinkText(const std::optional<std::string>& version) {
+    return std::string(Const::kAppBaseDir) + "/" +
+           Const::applicationDirectoryNameWithVersion(version) + "/";
+}
+
+InstallationCheck::State InstallationCheck::run() {
+    differences_.clear();
+    const std::string generation =
+        Const::applicationDirectoryPathWithVersion(bundle_.shortVersionString());
+    const std::string folder = generation.substr(0, generation.size() - 1);
+    struct stat info {};
+    if (!lstatOrMissing(folder, info, "the generation's folder")) {
+        return State::Absent;
+    }
+    DTrace("verifying %s", folder.c_str());
+    if (!S_ISDIR(info.st_mode)) {
+        differences_.push_back({"type", folder, "folder", typeName(typeOf(info.st_mode))});
+    } else {
+        checkOwner(folder, info);
+    }
+    const Payload payload(bundle_, generation);
+    for (const Payload::Item& item : payload.items()) {
+        if (!item.source) {
+            continue;
+        }
+        // The run sets the help file's mode; every other copy keeps the bundle's.
+        compareTree(*item.source, item.target,
+                    item.target == HelpFile::destinationPath()
+                        ? std::optional<mode_t>(kSharedFileMode)
+                        : std::nullopt);
+    }
+    checkLink();
+    expectAccess(Const::getDeviceLicenseModeDirectoryPath(), 'd', kDeviceDirectoryMode);
+    // An overwrite keeps an existing flag as the administrator left it: only its presence is
+    // the installation's.
+    struct stat flag {};
+    const std::string flagPath = Const::getDeviceOfflineFlagFilePath();
+    if (lstatOrMissing(flagPath, flag, "file") && !S_ISREG(flag.st_mode)) {
+        differences_.push_back({"type", flagPath, "file", typeName(typeOf(flag.st_mode))});
+    }
+    return differences_.empty() ? State::Intact : State::Damaged;
+}
+
+bool InstallationCheck::lstatOrMissing(const std::string& path, struct stat& info,
+                                       const std::string& expected) {
+    if (::lstat(path.c_str(), &info) == 0) {
+        return true;
+    }
+    differences_.push_back({"missing", path, expected, "nothing"});
+    return false;
+}
+
+bool InstallationCheck::checkOwner(const std::string& path, const struct stat& info) {
+    if (info.st_uid == 0 && adminGroup_ && info.st_gid == *adminGroup_) {
+        return true;
+    }
+    differences_.push_back({"owner", path, "root:admin", ownerText(info)});
+    return false;
+}
+
+void InstallationCheck::compareTree(const std::string& source, const std::string& target,
+                                    std::optional<mode_t> mode) {
+    struct stat from {};
+    struct stat to {};
+    if (::lstat(source.c_str(), &from) != 0) {
+        return;
+    }
+    const char type = typeOf(from.st_mode);
+    if (!lstatOrMissing(target, to, typeName(type))) {
+        return;
+    }
+    if (typeOf(to.st_mode) != type) {
+        differences_.push_back({"type", target, typeName(type), typeName(typeOf(to.st_mode))});
+        return;
+    }
+    checkOwner(target, to);
+    const mode_t expectedMode = mode.value_or(from.st_mode & 07777);
+    if (type != 'l' && (to.st_mode & 07777) != expectedMode) {
+        differences_.push_back(
+            {"mode", target, modeText(type, expectedMode), modeText(type, to.st_mode & 07777)});
+    }
+    if (type == '-') {
+        compareFile(source, target, from, to);
+    } else if (type == 'l') {
+        std::string expected = linkText(source).value_or("");
+        std::string found = linkText(target).value_or("");
+        if (expected != found) {
+            differences_.push_back({"link text", target, expected, found});
+        }
+    } else if (type == 'd') {
+        std::set<std::string> wanted = namesIn(source);
+        for (const std::string& name : wanted) {
+            compareTree(joinPath(source, name), joinPath(target, name), std::nullopt);
+        }
+        for (const std::string& name : namesIn(target)) {
+            if (wanted.count(name) == 0) {
+                differences_.push_back({"extra", joinPath(target, name), "nothing",
+                                        "an item the bundle does not have"});
+            }
+        }
+    }
+}
+
+void InstallationCheck::compareFile(const std::string& source, const std::string& target,
+                                    const struct stat& sourceInfo, const struct stat& targetInfo) {
+    if (sourceInfo.st_size != targetInfo.st_size) {
+        differences_.push_back({"size", target, std::to_string(sourceInfo.st_size) + " bytes",
+                                std::to_string(targetInfo.st_size) + " bytes"});
+    } else if (!sameBytes(source, target)) {
+        differences_.push_back({"contents", target, "the bundle's bytes", "other bytes"});
+    }
+}
+
+void InstallationCheck::expectAccess(const std::string& path, char type, mode_t mode) {
+    struct stat info {};
+    if (!lstatOrMissing(path, info, typeName(type))) {
+        return;
+    }
+    if (typeOf(info.st_mode) != type) {
+        differences_.push_back({"type", path, typeName(type), typeName(typeOf(info.st_mode))});
+        return;
+    }
+    checkOwner(path, info);
+    if ((info.st_mode & 07777) != mode) {
+        differences_.push_back(
+            {"mode", path, modeText(type, mode), modeText(type, info.st_mode & 07777)});
+    }
+}
+
+void InstallationCheck::checkLink() {
+    const std::string link = Const::symbolicLinkPath();
+    const std::string expected = expectedLinkText(bundle_.shortVersionString());
+    struct stat info {};
+    if (!lstatOrMissing(link, info, "a link to " + expected)) {
+        return;
+    }
+    std::optional<std::string> text = linkText(link);
+    if (!text) {
+        differences_.push_back({"type", link, "link", typeName(typeOf(info.st_mode))});
+    } else if (*text != expected) {
+        differences_.push_back({"link text", link, expected, *text});
+    }
+}
+
+}  // namespace vela

@@ -241,6 +241,24 @@ TEST_F(NewInstallation, UsageErrorsHelpAndVersion) {
     RunResult empty = run({VELA_TEST_CLI, "--target", root.base() + "/empty"}, environment());
     EXPECT_EQ(empty.status, 2);
     EXPECT_NE(empty.err.find("not a system volume (no Applications folder)"), std::string::npos);
+    // A name that is not UTF-8 is refused, never taken as the folder it would decode to.
+    const std::string notUtf8 = root.base() + "/volume\xff";
+    const std::string lookalike = root.base() + "/volume\xef\xbf\xbd";
+    for (const std::string& volume : {notUtf8, lookalike}) {
+        fs::create_directories(volume + "/Applications");
+        fs::create_directories(volume + "/Library/LaunchAgents");
+    }
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--target", notUtf8}, {"--target=" + notUtf8}}) {
+        std::vector<std::string> argv{VELA_TEST_CLI};
+        argv.insert(argv.end(), arguments.begin(), arguments.end());
+        RunResult refused = run(argv, environment());
+        EXPECT_EQ(refused.status, 2) << refused.err;
+        EXPECT_NE(refused.err.find("--target: the folder's name is not valid UTF-8"),
+                  std::string::npos);
+    }
+    EXPECT_FALSE(exists(lookalike + "/Applications/Quillmark"));
+    EXPECT_FALSE(exists(notUtf8 + "/Applications/Quillmark"));
     EXPECT_EQ(run({VELA_TEST_CLI, "--bogus"}, environment()).status, 2);
     EXPECT_EQ(run({VELA_TEST_CLI, "extra"}, environment()).status, 2);
     RunResult help = run({VELA_TEST_CLI, "--help"}, environment());

@@ -1,9 +1,11 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <cstdio>
+#include <cstring>
 
 #include "Bundle.h"
 #include "Commands.h"
@@ -104,6 +106,24 @@ int main(int argc, char* argv[]) {
                           parser.positionalArguments().constFirst());
     }
     if (parser.isSet(target)) {
+        // Arguments reach Qt decoded: a name that is not valid UTF-8 would come back as another
+        // folder's name (U+FFFD in its place). Such a name is refused, never guessed.
+        const QByteArray asGiven = [&] {
+            QByteArray value;
+            for (int i = 1; i < argc; ++i) {
+                const QByteArray word(argv[i]);
+                if (word == "--target" && i + 1 < argc) {
+                    value = QByteArray(argv[++i]);
+                } else if (word.startsWith("--target=")) {
+                    value = word.mid(static_cast<int>(std::strlen("--target=")));
+                }
+            }
+            return value;
+        }();
+        if (QFile::encodeName(parser.value(target)) != asGiven) {
+            return usageError(QStringLiteral("--target: the folder's name is not valid UTF-8: ") +
+                              parser.value(target));
+        }
         QFileInfo dir(parser.value(target));
         if (!dir.isDir()) {
             return usageError(QStringLiteral("--target: not an existing directory: ") +

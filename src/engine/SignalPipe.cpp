@@ -1,12 +1,13 @@
 #include "SignalPipe.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+
+#include "platform/Pipe.h"
 
 namespace vela {
 
@@ -37,7 +38,7 @@ void onSignal(int signal) {
 SignalPipe::SignalPipe(std::function<void(int)> handler, const char* refusal)
     : onSignal_(std::move(handler)) {
     gRefusal = refusal;
-    if (::pipe2(gPipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+    if (openCloseOnExecPipe(gPipe, true) != 0) {
         return;
     }
     notifier_ = std::make_unique<QSocketNotifier>(gPipe[0], QSocketNotifier::Read);

@@ -1,13 +1,19 @@
 #include "StartSteps.h"
 
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+
 #include <QUrl>
+#include <cerrno>
+#include <filesystem>
 
 #include "AccountPrivilege.h"
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
 #include "Log.h"
-#include "ShellForm.h"
+#include "SafeDirectory.h"
 #include "platform/CurrentUser.h"
 #include "platform/ExecutablePath.h"
 
@@ -19,6 +25,35 @@ std::string withoutLineBreaks(std::string text) {
     std::erase(text, '\n');
     std::erase(text, '\r');
     return text;
+}
+
+// Makes `user` the owner of the file at `path` in the current user's home. As root it never
+// follows a link there, nor re-owns a file that has a second name elsewhere: the user could have
+// planted either to have any file of the system handed over.
+void handOverToUser(const std::string& user, const std::optional<std::string>& path) {
+    const struct passwd* account = user.empty() ? nullptr : ::getpwnam(user.c_str());
+    if (!path || account == nullptr) {
+        return;
+    }
+    const uid_t owner = account->pw_uid;
+    std::error_code error;
+    SafeDirectory directory = SafeDirectory::openParent(
+        homeDirectoryOfUser(std::nullopt).value_or(""), *path, SafeDirectory::Missing::Fail, error);
+    int fd = -1;
+    if (!error) {
+        fd = directory.openRegularFile(std::filesystem::path(*path).filename().string(), O_RDONLY,
+                                       0, error);
+    }
+    if (fd >= 0 && ::fchown(fd, owner, static_cast<gid_t>(-1)) != 0) {
+        error = std::error_code(errno, std::generic_category());
+    }
+    if (fd >= 0) {
+        ::close(fd);
+    }
+    if (error) {
+        DTrace("not handed over to %s: %s: %s", user.c_str(), path->c_str(),
+               error.message().c_str());
+    }
 }
 
 }  // namespace
@@ -45,8 +80,7 @@ void StartSteps::load() {
 bool StartSteps::detectInstalledGeneration() {
     ILog("Start Install for desktop application");
     // Always the user installer's log, also in this program: kept as the family does it.
-    executeForLog("chown " + shellForm(currentUserName()) + " " +
-                  shellForm(orNull(Const::applicationInstallerLogPath())));
+    handOverToUser(currentUserName(), Const::applicationInstallerLogPath());
     std::vector<std::string> names = Const::applicationDirectoryPrefixEnumerate();
     const std::string base = Const::appBaseDirectoryPath();
     DTrace("found %lu itme(s) in %s", static_cast<unsigned long>(names.size()), base.c_str());

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QLocale>
 #include <QPushButton>
+#include <filesystem>
 
 #include "AlertUtil.h"
 #include "AppDelegate.h"
@@ -39,6 +40,18 @@ int applicationMain(int& argc, char** argv) {
         },
         "VELA-device-Installer: the installation cannot be cancelled at this point; it goes on\n");
     useTranslationFor(QLocale::system());
+
+    // Said as what it is: otherwise the lock below fails and blames another installer.
+    std::error_code missing;
+    if (!std::filesystem::is_directory(Const::targetRoot(), missing)) {
+        ELog("the target root does not exist: %s", Const::targetRoot().c_str());
+        AlertUtil::runModalWithMessage(
+            QCoreApplication::translate("vela::ApplicationMain",
+                                        "The target volume %1 does not exist.")
+                .arg(QString::fromStdString(Const::targetRoot())),
+            QCoreApplication::translate("vela::ApplicationMain", "Error"));
+        return 1;
+    }
 
     // Two installers on one system would overwrite each other's work.
     InstallLock lock(Const::targetRoot());

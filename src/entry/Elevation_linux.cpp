@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "PkexecElevation.h"
 
@@ -170,7 +171,17 @@ ElevationResult PkexecElevation::executeWithPrivileges(const std::string& tool,
 
 void PkexecElevation::release(std::FILE* reply, bool) {
     if (reply == nullptr) {
-        return;  // the program goes on; nobody waits for it
+        // The program goes on and nobody waits for its reply; its end is still collected, so
+        // that it does not stay behind as a zombie for the rest of this process.
+        if (pid_ > 0) {
+            std::thread([pid = pid_] {
+                int raw = 0;
+                while (::waitpid(pid, &raw, 0) < 0 && errno == EINTR) {
+                }
+            }).detach();
+            pid_ = -1;
+        }
+        return;
     }
     std::fclose(reply);
     int raw = 0;

@@ -12,10 +12,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// A relative root would be read against whatever folder a later command runs in, and the link
+// would point nowhere: it is made absolute at once, against the folder the process started in.
+std::string absoluteRoot(std::string root) {
+    if (root.empty()) {
+        return "/";
+    }
+    if (root.front() == '/') {
+        return root;
+    }
+    std::error_code ec;
+    fs::path absolute = fs::absolute(fs::path(root), ec);
+    return ec ? root : absolute.lexically_normal().string();
+}
+
 std::string& targetRootStorage() {
     static std::string root = [] {
         const char* env = std::getenv("VELA_TARGET_ROOT");
-        return std::string(env && *env ? env : "/");
+        return absoluteRoot(env ? env : "");
     }();
     return root;
 }
@@ -57,7 +71,7 @@ const std::string& Const::targetRoot() {
 }
 
 void Const::setTargetRoot(std::string root) {
-    targetRootStorage() = root.empty() ? std::string("/") : std::move(root);
+    targetRootStorage() = absoluteRoot(std::move(root));
 }
 
 std::string Const::underTargetRoot(const std::string& path) {

@@ -44,8 +44,10 @@ public:
     /// Reverse-DNS prefix of the vendor, heads the LaunchAgent file name.
     static constexpr const char* kVendorPrefix = "com.quillmark";
 
-    /// The folder that stands for "/" in every catalogue path. Starts as $VELA_TARGET_ROOT, or
-    /// "/" when that is unset or empty. Not thread-safe to change: set it before any work starts.
+    /// The folder that stands for "/" in every catalogue path, always absolute. Starts as
+    /// $VELA_TARGET_ROOT, or "/" when that is unset or empty; a relative root (here and in
+    /// setTargetRoot) is taken against the current folder at once. Not thread-safe to change:
+    /// set it before any work starts.
     static const std::string& targetRoot();
     static void setTargetRoot(std::string root);
     /// `path` (absolute, as the catalogue spells it) under the target root.

@@ -6,15 +6,19 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 #include "Bundle.h"
 #include "Const.h"
 #include "CurrentDate.h"
+#include "SafeDirectory.h"
 #include "platform/CurrentUser.h"
 #include "platform/ThreadTag.h"
 
 namespace vela {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -36,9 +40,13 @@ std::string formatV(const char* format, va_list args) {
     return text;
 }
 
-std::string withLineFeed(std::string message) {
-    if (message.empty() || message.back() != '\n') {
-        message.push_back('\n');
+// The line feed follows the format, not the message: "%s" with a text that ends in a line feed
+// writes that text and then an empty line, as the family's other programs do.
+std::string formatLineV(const char* format, va_list args) {
+    std::string message = formatV(format, args);
+    const std::size_t length = std::strlen(format);
+    if (length > 0 && format[length - 1] == '\n' && !message.empty() && message.back() == '\n') {
+        message.pop_back();  // the format's own line feed stands for the one every line gets
     }
     return message;
 }
@@ -64,28 +72,7 @@ std::optional<std::string> logFileFor(const std::optional<std::string>& appName)
     return path;
 }
 
-// Opens the log for appending. Never through a symbolic link or onto anything but a plain file
-// with a single name: an elevated installer writes as root into the user's home.
-int openForAppend(const std::string& path) {
-    std::error_code ec;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
-    int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        return -1;
-    }
-    struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink > 1) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-void appendLine(const std::string& path, const std::string& line) {
-    int fd = openForAppend(path);
-    if (fd < 0) {
-        return;
-    }
+void writeAll(int fd, const std::string& line) {
     const char* data = line.data();
     std::size_t left = line.size();
     while (left > 0) {
@@ -96,7 +83,6 @@ void appendLine(const std::string& path, const std::string& line) {
         data += written;
         left -= static_cast<std::size_t>(written);
     }
-    ::close(fd);
 }
 
 }  // namespace
@@ -109,6 +95,7 @@ Log& Log::defaultLog() {
 Log::Log(std::optional<std::string> appName)
     : appName_(std::move(appName)),
       logFilePath_(logFileFor(appName_)),
+      home_(homeDirectoryOfUser(std::nullopt).value_or("")),
       logMode_(Const::kLogModeNormal),
       userName_(currentUserName()),
       writer_([this] { run(); }) {}
@@ -157,17 +144,15 @@ bool Log::applyLogMode(std::optional<std::string_view> mode) {
 void Log::enqueue(const char* level, std::string message, std::uint32_t threadTag) {
     {
         std::lock_guard lock(mutex_);
-        queue_.push_back(Job{level, withLineFeed(std::move(message)), threadTag});
+        message.push_back('\n');
+        queue_.push_back(Job{level, std::move(message), threadTag});
     }
     wake_.notify_one();
 }
 
 void Log::writeImmediately(std::string message, std::uint32_t threadTag) {
-    std::optional<std::string> path = logFilePath();
-    if (!path) {
-        return;
-    }
-    appendLine(*path, lineNow(kLogLevelInfo, withLineFeed(std::move(message)), threadTag));
+    message.push_back('\n');
+    appendLine(kLogLevelInfo, message, threadTag, false);
 }
 
 void Log::flush() {
@@ -202,14 +187,39 @@ std::string Log::lineNow(const char* level, const std::string& message,
                       user, message);
 }
 
-void Log::write(const char* level, const std::string& message, std::uint32_t threadTag) {
+void Log::appendLine(const char* level, const std::string& message, std::uint32_t threadTag,
+                     bool observe) {
     std::optional<std::string> path = logFilePath();
     if (!path) {
         return;
     }
-    logObservation(*path);
+    // Opened afresh for every line, and never through a link: an elevated installer writes as
+    // root into the user's home, where the user may have planted one.
+    const std::string name = fs::path(*path).filename().string();
+    std::error_code error;
+    SafeDirectory directory =
+        SafeDirectory::openParent(home_, *path, SafeDirectory::Missing::Create, error);
+    int fd = -1;
+    if (!error) {
+        // While the file cannot be written, the reason has been said once; the rotation check
+        // would only repeat that the file is missing.
+        if (observe && !failing_) {
+            logObservation(directory.fd(), name, *path);
+        }
+        fd = directory.openRegularFile(name, O_WRONLY | O_APPEND | O_CREAT, 0644, error);
+    }
+    if (fd < 0) {
+        if (!failing_.exchange(true)) {
+            std::fprintf(stderr, "code %ld: message: %s: %s: Description: [%s]\n",
+                         static_cast<long>(error.value()), "the log file cannot be written",
+                         path->c_str(), error.message().c_str());
+        }
+        return;
+    }
+    failing_ = false;
     // The time stamp is taken now: the time of writing, not of the call.
-    appendLine(*path, lineNow(level, message, threadTag));
+    writeAll(fd, lineNow(level, message, threadTag));
+    ::close(fd);
 }
 
 void Log::run() {
@@ -223,7 +233,7 @@ void Log::run() {
         queue_.pop_front();
         writing_ = true;
         lock.unlock();
-        write(job.level, job.message, job.threadTag);
+        appendLine(job.level, job.message, job.threadTag, true);
         lock.lock();
         writing_ = false;
         if (queue_.empty()) {
@@ -243,7 +253,7 @@ std::string stringWithFormat(const char* format, ...) {
 namespace {
 
 void queueLine(const char* level, const char* format, va_list args) {
-    std::string message = formatV(format, args);
+    std::string message = formatLineV(format, args);
     Log::defaultLog().enqueue(level, std::move(message), currentThreadTag());
 }
 
@@ -267,7 +277,7 @@ void DLog(const char* format, ...) {
     va_list args;
     va_start(args, format);
     // Formatted even when dropped, so a debug line costs the same whatever the mode.
-    std::string message = formatV(format, args);
+    std::string message = formatLineV(format, args);
     va_end(args);
     Log& log = Log::defaultLog();
     if (log.logMode() != Const::kLogModeDebug) {
@@ -288,7 +298,7 @@ void traceLog(const char* function, const char* format, ...) {
 void primitiveILog(const char* format, ...) {
     va_list args;
     va_start(args, format);
-    std::string message = formatV(format, args);
+    std::string message = formatLineV(format, args);
     va_end(args);
     Log::defaultLog().writeImmediately(std::move(message), currentThreadTag());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -14,7 +15,9 @@ namespace vela {
 /// The process's log: one plain-text file per user and program, fixed line format, lines queued
 /// by any thread and written in submission order by one writer thread (open, write, close per
 /// line, after a rotation check). Nothing here reports failure to callers: a line that cannot be
-/// written is lost silently.
+/// written is lost, and why is said once on standard error. The file is never reached through a
+/// link below the home, and a FIFO, a link or a file with a second name at its path is refused;
+/// missing folders are created owned by the home's owner.
 class Log {
 public:
     static constexpr const char* kLogLevelDebug = "DEBUG";
@@ -43,9 +46,10 @@ public:
     /// Stores "NORMAL" or "DEBUG" and returns true; refuses anything else.
     bool applyLogMode(std::optional<std::string_view> mode);
 
-    /// Queues one line; never blocks on I/O. A `message` without a final line feed gets one.
+    /// Queues one line: `message` followed by a line feed. Never blocks on I/O.
     void enqueue(const char* level, std::string message, std::uint32_t threadTag);
-    /// Writes one INFO line at once on the calling thread (no rotation check).
+    /// Writes one INFO line, `message` and a line feed, at once on the calling thread (no
+    /// rotation check).
     void writeImmediately(std::string message, std::uint32_t threadTag);
     /// Waits until every line queued so far has been written.
     void flush();
@@ -63,13 +67,16 @@ private:
     };
 
     void run();
-    void write(const char* level, const std::string& message, std::uint32_t threadTag);
+    void appendLine(const char* level, const std::string& message, std::uint32_t threadTag,
+                    bool observe);
     std::string lineNow(const char* level, const std::string& message,
                         std::uint32_t threadTag) const;
 
     mutable std::mutex mutex_;  // guards the properties and the queue
     std::optional<std::string> appName_;
     std::optional<std::string> logFilePath_;
+    const std::string home_;            // the folder below which no link is followed
+    std::atomic<bool> failing_{false};  // the last line was lost, and the reason said
     std::string logMode_;
     std::string userName_;
     std::deque<Job> queue_;
@@ -81,12 +88,20 @@ private:
 };
 
 /// Keeps the log file below its size limit: above it the file becomes "<path>_1" (one previous
-/// generation kept). Problems go to standard error, never to the log.
+/// generation kept). A step that fails leaves what was there: no rename replaces a file.
+/// Problems go to standard error, never to the log.
 void logObservation(const std::string& logFilePath);
+/// The same for the file `name` in the open directory `directory`; every step is relative to
+/// that descriptor, so a folder swapped for a link meanwhile is not followed. `logFilePath`
+/// names the file in messages.
+void logObservation(int directory, const std::string& name, const std::string& logFilePath);
 
 /// Formats printf-style into a string.
 std::string stringWithFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+/// The level functions queue one line each. A line feed is added when the *format* does not end
+/// with one, whatever the formatted text ends with: "%s" with a text ending in a line feed
+/// writes that text and an empty line.
 void DLog(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void ILog(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void WLog(const char* format, ...) __attribute__((format(printf, 1, 2)));

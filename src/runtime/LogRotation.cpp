@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -7,10 +9,9 @@
 
 #include "Const.h"
 #include "Log.h"
+#include "platform/RenameExclusive.h"
 
 namespace vela {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -19,16 +20,39 @@ void console(long code, const char* message, const std::string& path, const std:
                  path.c_str(), error.c_str());
 }
 
-bool itemExists(const std::string& path) {
+bool itemExists(int directory, const std::string& name) {
     struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0;
+    return ::fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// Removes the entry itself: a file, a link (never what it points to) or an empty folder.
+int removeEntry(int directory, const std::string& name) {
+    if (::unlinkat(directory, name.c_str(), 0) == 0) {
+        return 0;
+    }
+    if (errno != EISDIR && errno != EPERM) {
+        return errno;
+    }
+    return ::unlinkat(directory, name.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
 }
 
 }  // namespace
 
 void logObservation(const std::string& path) {
+    const std::filesystem::path file(path);
+    int directory = ::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0) {
+        // The attribute read below then fails as the folder does.
+        logObservation(AT_FDCWD, path, path);
+        return;
+    }
+    logObservation(directory, file.filename().string(), path);
+    ::close(directory);
+}
+
+void logObservation(int directory, const std::string& name, const std::string& path) {
     struct stat info {};
-    if (::lstat(path.c_str(), &info) != 0) {
+    if (::fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
         if (errno == ENOENT) {
             std::fprintf(stderr, "code %ld: message: %s: %s\n", 0L, "the log file does not exists.",
                          path.c_str());
@@ -41,33 +65,29 @@ void logObservation(const std::string& path) {
     if (static_cast<std::int64_t>(info.st_size) <= Const::kLogMaximumSize) {
         return;
     }
-    const std::string previous = path + "_1";
-    const std::string last = path + "_last";
+    const std::string previous = name + "_1";
+    const std::string last = name + "_last";
     // One error slot for all three steps: a later success does not clear an earlier failure.
-    std::error_code slot;
-    std::error_code ec;
-    if (itemExists(last)) {
-        fs::remove_all(last, ec);
-        if (ec) {
-            slot = ec;
+    // No step replaces what is at its destination, so a failure keeps the older generation.
+    int slot = 0;
+    auto keep = [&slot](int error) {
+        if (error != 0) {
+            slot = error;
         }
+    };
+    if (itemExists(directory, last)) {
+        keep(removeEntry(directory, last));
     }
-    if (itemExists(previous)) {
-        fs::rename(previous, last, ec);
-        if (ec) {
-            slot = ec;
-        }
+    if (itemExists(directory, previous)) {
+        keep(renameExclusive(directory, previous.c_str(), last.c_str()));
     }
-    fs::rename(path, previous, ec);
-    if (ec) {
-        slot = ec;
-    }
-    if (slot) {
-        console(slot.value(), "failed to rotate the log file: %@", path, slot.message());
+    keep(renameExclusive(directory, name.c_str(), previous.c_str()));
+    if (slot != 0) {
+        console(slot, "failed to rotate the log file: %@", path, std::strerror(slot));
         return;
     }
-    if (itemExists(last)) {
-        fs::remove_all(last, ec);
+    if (itemExists(directory, last)) {
+        removeEntry(directory, last);
     }
 }
 

@@ -6,11 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 
 #include "Log.h"
+#include "platform/Pipe.h"
 
 extern char** environ;
 
@@ -38,7 +40,11 @@ public:
             sigaddset(&defaults, signal);
         }
         posix_spawnattr_setsigdefault(&attributes_, &defaults);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        // A process group of its own: Ctrl-C at a terminal reaches the installer, which decides
+        // what it means, and never kills a half-done rm or mv behind its back.
+        posix_spawnattr_setpgroup(&attributes_, 0);
+        posix_spawnattr_setflags(
+            &attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
     }
     ~SpawnSettings() {
         posix_spawn_file_actions_destroy(&actions_);
@@ -72,6 +78,13 @@ int waitForExit(pid_t pid) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// True once `pid` has ended (and is reaped).
+bool hasEnded(pid_t pid) {
+    int status = 0;
+    pid_t got = ::waitpid(pid, &status, WNOHANG);
+    return got == pid || (got < 0 && errno != EINTR);
+}
+
 void closeIfOpen(int& fd) {
     if (fd >= 0) {
         ::close(fd);
@@ -79,15 +92,33 @@ void closeIfOpen(int& fd) {
     }
 }
 
-// Runs the command with both output streams captured. Reading both pipes while the command runs
-// keeps a talkative command from blocking on a full pipe.
+// Reads what is in the pipe now; false at end of file or on an error.
+bool readAvailable(int fd, std::string& sink) {
+    char buffer[65536];
+    for (;;) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n > 0) {
+            sink.append(buffer, static_cast<std::size_t>(n));
+            continue;
+        }
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        return n < 0 && errno == EAGAIN;
+    }
+}
+
+// Runs the command with both output streams captured. Both pipes are drained while the command
+// runs, so a talkative command never blocks on a full pipe; once the command itself has ended,
+// what is in the pipes is taken and the run is over, even when a child it left in the
+// background still holds them open.
 std::optional<Output> run(const std::string& commandLine) {
-    std::array<int, 2> outPipe{-1, -1};
-    std::array<int, 2> errPipe{-1, -1};
-    if (::pipe2(outPipe.data(), O_CLOEXEC) != 0) {
+    int outPipe[2] = {-1, -1};
+    int errPipe[2] = {-1, -1};
+    if (openCloseOnExecPipe(outPipe, false) != 0) {
         return std::nullopt;
     }
-    if (::pipe2(errPipe.data(), O_CLOEXEC) != 0) {
+    if (openCloseOnExecPipe(errPipe, false) != 0) {
         closeIfOpen(outPipe[0]);
         closeIfOpen(outPipe[1]);
         return std::nullopt;
@@ -106,28 +137,30 @@ std::optional<Output> run(const std::string& commandLine) {
         closeIfOpen(errPipe[0]);
         return std::nullopt;
     }
+    // Only our ends: the command's own writes must block on a full pipe, not fail.
+    for (int fd : {outPipe[0], errPipe[0]}) {
+        ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    }
     Output output;
     std::array<pollfd, 2> fds{pollfd{outPipe[0], POLLIN, 0}, pollfd{errPipe[0], POLLIN, 0}};
     std::array<std::string*, 2> sinks{&output.out, &output.err};
     int open = 2;
-    char buffer[65536];
-    while (open > 0) {
-        if (::poll(fds.data(), fds.size(), -1) < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
+    bool ended = false;
+    // Short at first, as most commands end within milliseconds; then a relaxed pace.
+    int waitMs = 1;
+    while (open > 0 && !ended) {
+        int ready = ::poll(fds.data(), fds.size(), waitMs);
+        if (ready < 0 && errno != EINTR) {
             break;
         }
+        waitMs = std::min(waitMs * 2, 50);
+        ended = hasEnded(pid);
         for (std::size_t i = 0; i < fds.size(); ++i) {
-            if (fds[i].fd < 0 || fds[i].revents == 0) {
+            if (fds[i].fd < 0 || (fds[i].revents == 0 && !ended)) {
                 continue;
             }
-            ssize_t n = ::read(fds[i].fd, buffer, sizeof buffer);
-            if (n > 0) {
-                sinks[i]->append(buffer, static_cast<std::size_t>(n));
-            } else if (n == 0 || errno != EINTR) {
-                ::close(fds[i].fd);
-                fds[i].fd = -1;
+            if (!readAvailable(fds[i].fd, *sinks[i])) {
+                closeIfOpen(fds[i].fd);
                 --open;
             }
         }
@@ -135,7 +168,9 @@ std::optional<Output> run(const std::string& commandLine) {
     for (pollfd& fd : fds) {
         closeIfOpen(fd.fd);
     }
-    waitForExit(pid);
+    if (!ended) {
+        waitForExit(pid);
+    }
     return output;
 }
 

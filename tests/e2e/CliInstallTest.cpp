@@ -379,6 +379,24 @@ TEST_F(NewInstallation, UsageErrorsHelpAndVersion) {
         EXPECT_EQ(text(record, "status"), "usage") << wrong.front();
         EXPECT_EQ(errorCodeOf(record), "usage");
     }
+    // A name that is not UTF-8 is refused, never taken as the folder it would decode to.
+    const std::string notUtf8 = root.base() + "/volume\xff";
+    const std::string lookalike = root.base() + "/volume\xef\xbf\xbd";
+    for (const std::string& volume : {notUtf8, lookalike}) {
+        fs::create_directories(volume + "/Applications");
+        fs::create_directories(volume + "/Library/LaunchAgents");
+    }
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--target", notUtf8}, {"--target=" + notUtf8}}) {
+        std::vector<std::string> argv{VELA_TEST_CLI};
+        argv.insert(argv.end(), arguments.begin(), arguments.end());
+        RunResult refused = run(argv, environment());
+        EXPECT_EQ(refused.status, 2) << refused.err;
+        EXPECT_NE(refused.err.find("--target: the folder's name is not valid UTF-8"),
+                  std::string::npos);
+    }
+    EXPECT_FALSE(exists(lookalike + "/Applications/Quillmark"));
+    EXPECT_FALSE(exists(notUtf8 + "/Applications/Quillmark"));
     RunResult help = run({VELA_TEST_CLI, "--help"}, environment());
     EXPECT_EQ(help.status, 0);
     for (const char* option : {"--target <dir>", "--json", "--dry-run", "--verify"}) {

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
+#include <optional>
 
 #include "EventLoop.h"
 #include "Files.h"
@@ -66,15 +68,39 @@ TEST_F(WizardProcess, TheElevatedInstanceOfAnAdministratorGetsTheWizard) {
     EXPECT_TRUE(logHas("[INFO] root performed as privileges administrative user: root"));
 }
 
-TEST_F(WizardProcess, ASecondInstallerOnTheSameTargetIsRefused) {
-    InstallLock busy(root.root());  // as another installer holds it
-    ASSERT_TRUE(busy.isHeld());
-    Process wizard({VELA_TEST_WIZARD, "isPrivileges"}, environment());
-    ASSERT_TRUE(waitForLog("[WARN] root another installer is working on " + root.root()))
-        << wizard.err();
-    wizard.signal(SIGTERM);  // dismisses the alert by ending the application
-    EXPECT_EQ(wizard.wait(), 1);
-    EXPECT_FALSE(logHas("Start Install for desktop application"));
+// Refused before the start page, each with its own reason in the log (and in the alert).
+TEST_F(WizardProcess, ATargetThatCannotBeUsedIsRefusedWithItsReason) {
+    struct Row {
+        const char* name;
+        std::string target;
+        bool lockHeld;
+        std::string said;
+        std::string notSaid;
+    };
+    const std::string nowhere = root.base() + "/nowhere";
+    const Row rows[] = {
+        {"another installer works there", root.root(), true,
+         "[WARN] root another installer is working on " + root.root(), "does not exist"},
+        {"the target root does not exist", nowhere, false,
+         "[ERROR] root the target root does not exist: " + nowhere, "another installer"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::filesystem::remove(root.logPath());
+        std::optional<InstallLock> busy;
+        if (row.lockHeld) {
+            busy.emplace(row.target);  // as another installer holds it
+            ASSERT_TRUE(busy->isHeld());
+        }
+        std::map<std::string, std::string> env = environment();
+        env["VELA_TARGET_ROOT"] = row.target;
+        Process wizard({VELA_TEST_WIZARD, "isPrivileges"}, env);
+        ASSERT_TRUE(waitForLog(row.said)) << wizard.err();
+        wizard.signal(SIGTERM);  // dismisses the alert by ending the application
+        EXPECT_EQ(wizard.wait(), 1);
+        EXPECT_FALSE(logHas(row.notSaid));
+        EXPECT_FALSE(logHas("Start Install for desktop application"));
+    }
 }
 
 // As far as pkexec runs here: without a polkit authority it fails, which is the failed case;

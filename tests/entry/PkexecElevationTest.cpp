@@ -6,8 +6,10 @@
 
 #include <filesystem>
 
+#include "EventLoop.h"
 #include "Files.h"
 #include "PkexecElevation.h"
+#include "PrivilegesExecute.h"
 #include "ScopedEnvironment.h"
 #include "TempInstallRoot.h"
 
@@ -96,6 +98,23 @@ TEST_F(PkexecBackend, TheAuthorisedProgramGetsItsArgumentsAndWhatItNeedsToFindTh
     EXPECT_TRUE(passed("VELA_TARGET_ROOT=" + root.root()));
     EXPECT_TRUE(passed("HOME=" + root.home()));
     EXPECT_FALSE(passed("VELA_UNRELATED=not passed on"));
+}
+
+// privilegesExecuteWithTool does not wait for the tool, yet the tool's end is collected: no
+// zombie stays behind for the rest of the process.
+TEST_F(PkexecBackend, AToolStartedWithoutWaitingIsReapedWhenItEnds) {
+    const std::string pidFile = root.base() + "/bin/pid";
+    // It runs on until told to end, so that it ends after the request has returned.
+    const std::string tool = script("tool",
+                                    "cd \"$(dirname \"$0\")\"\necho $$ > pid\n"
+                                    "while [ ! -e go ]; do sleep 0.01; done\n");
+    PkexecElevation elevation(script("pkexec", "exec \"$@\"\n"));
+    ASSERT_TRUE(privilegesExecuteWithTool(elevation, tool, {}));
+    ASSERT_TRUE(waitUntil([&] { return !readFile(pidFile).empty(); }, 60000));
+    writeFile(root.base() + "/bin/go", "");
+    const std::string proc = "/proc/" + std::to_string(std::stoi(readFile(pidFile)));
+    EXPECT_TRUE(waitUntil([&] { return !exists(proc); }, 60000))
+        << "left behind: " << readFile(proc + "/stat");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <optional>
+#include <string_view>
 
 #include "LogReader.h"
 #include "StartUp.h"
@@ -19,7 +20,7 @@ const char* const kTool =
 struct ElevationScript {
     ElevationOutcome outcome = ElevationOutcome::Executing;
     int status = 0;
-    std::string reply;  // what the elevated instance writes before ending
+    std::string_view reply;  // what the elevated instance writes before ending
 };
 
 struct ElevationRecord {

@@ -52,6 +52,11 @@ TEST_F(ConstTest, PathsUnderATargetRoot) {
               "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device");
     Const::setTargetRoot("");
     EXPECT_EQ(Const::targetRoot(), "/");
+    // Relative, it would be read against whatever folder a later command runs in.
+    Const::setTargetRoot("relative root");
+    EXPECT_EQ(Const::targetRoot(), std::filesystem::current_path().string() + "/relative root");
+    Const::setTargetRoot("./a/../b");
+    EXPECT_EQ(Const::targetRoot(), std::filesystem::current_path().string() + "/b");
 }
 
 TEST_F(ConstTest, UserPathsFollowTheHome) {

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <regex>
 #include <set>
 #include <thread>
@@ -41,9 +43,35 @@ TEST(LogLine, WrittenLinesHaveTheFixedFormat) {
     EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
     EXPECT_EQ(LogReader::messageOf(lines[0]), "[INFO] plain 7");
     EXPECT_EQ(LogReader::messageOf(lines[1]), "[WARN] ends with a line feed already");
-    // No empty line: a message that already ends with a line feed gets no second one.
-    std::string raw = test::readFile(*Log::defaultLog().logFilePath());
-    EXPECT_EQ(raw.find("\n\n"), std::string::npos);
+}
+
+// The line feed follows the format: a logged command output that ends in a line feed is written
+// as that line and then an empty one.
+TEST(LogLine, ALineFeedIsAddedWhenTheFormatLacksOne) {
+    const std::string path = *Log::defaultLog().logFilePath();
+    struct Row {
+        std::function<void()> log;
+        std::string written;  // after "<user> "
+    };
+    const Row rows[] = {
+        {[] { ILog("plain %d", 1); }, "plain 1\n"},
+        {[] { WLog("own line feed\n"); }, "own line feed\n"},
+        {[] { ILog("%s", "output\n"); }, "output\n\n"},
+        {[] { ELog("%s\n", "output\n"); }, "output\n\n"},
+        {[] { ILog("%s", ""); }, "\n"},
+        {[] { primitiveILog("%s", "now\n"); }, "now\n\n"},
+    };
+    for (const Row& row : rows) {
+        Log::defaultLog().flush();
+        const std::size_t before = test::readFile(path).size();
+        row.log();
+        Log::defaultLog().flush();
+        const std::string line = test::readFile(path).substr(before);
+        SCOPED_TRACE(line);
+        const std::size_t user = line.find("] root ");
+        ASSERT_NE(user, std::string::npos);
+        EXPECT_EQ(line.substr(user + 7), row.written);
+    }
 }
 
 TEST(LogMode, DebugLinesOnlyInDebugMode) {
@@ -134,31 +162,96 @@ TEST(LogFile, OnlyTheFamilysProgramsWriteAFile) {
     EXPECT_FALSE(fs::exists(root.home() + "/Library"));
 }
 
-// A file that cannot be written loses the line and nothing else: no crash, no exception, and a
-// link planted at the log's path is never followed (the installer may run as root).
-TEST(LogFile, UnwritablePathsLoseLinesSilently) {
+// A log path that cannot be written loses its lines and nothing else: no crash, no hang, nothing
+// written or created through what was planted there (the installer may run as root), and the
+// reason said once on standard error however many lines are lost.
+TEST(LogFile, UnwritablePathsLoseLinesAndSayWhyOnce) {
     test::TempInstallRoot root;
     test::ScopedEnvironment home("HOME", root.home());
-    Log log(std::string("VELA-device-Installer"));
-    std::string path = *log.logFilePath();
-    fs::create_directories(path);
-    log.enqueue(Log::kLogLevelInfo, "into a directory", 1);
-    log.writeImmediately("into a directory", 1);
-    log.flush();
-    EXPECT_TRUE(fs::is_directory(path));
-    fs::remove(path);
+    const std::string logs = root.home() + "/Library/Logs";
+    const std::string path = logs + "/VELA-device-Installer.log";
+    const std::string victim = root.base() + "/victim";
+    const std::string victimFolder = root.base() + "/victim folder";
+    struct Row {
+        const char* name;
+        std::function<void()> plant;
+        std::string reason;
+    };
+    const Row rows[] = {
+        {"a folder at the path", [&] { fs::create_directories(path); },
+         "code 3: message: the log file cannot be written: " + path +
+             ": Description: [it is not a regular file]\n"},
+        {"a link to a victim", [&] { fs::create_symlink(victim, path); },
+         "code 1: message: the log file cannot be written: " + path +
+             ": Description: [it is a symbolic link]\n"},
+        {"a dangling link", [&] { fs::create_symlink(root.base() + "/created", path); },
+         "code 1: message: the log file cannot be written: " + path +
+             ": Description: [it is a symbolic link]\n"},
+        {"a hard link to a victim", [&] { fs::create_hard_link(victim, path); },
+         "code 2: message: the log file cannot be written: " + path +
+             ": Description: [it has a second hard link]\n"},
+        {"a FIFO", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0666), 0); },
+         "code 3: message: the log file cannot be written: " + path +
+             ": Description: [it is not a regular file]\n"},
+        {"Logs linked to a victim folder",
+         [&] {
+             fs::remove(logs);
+             fs::create_symlink(victimFolder, logs);
+         },
+         "code 1: message: the log file cannot be written: " + path +
+             ": Description: [it is a symbolic link]\n"},
+        {"Library a plain file",
+         [&] {
+             fs::remove_all(root.home() + "/Library");
+             test::writeFile(root.home() + "/Library", "");
+         },
+         "code 4: message: the log file cannot be written: " + path +
+             ": Description: [it is not a directory]\n"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        fs::remove_all(root.home() + "/Library");
+        fs::create_directories(logs);
+        fs::create_directories(victimFolder);
+        test::writeFile(victim, "precious\n");
+        row.plant();
+        const std::string before = test::snapshotTree(root.base());
+        Log log(std::string("VELA-device-Installer"));
+        testing::internal::CaptureStderr();
+        for (int i = 0; i < 3; ++i) {
+            log.enqueue(Log::kLogLevelInfo, "lost", 1);
+            log.writeImmediately("lost", 1);
+        }
+        log.flush();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), row.reason);
+        EXPECT_EQ(test::snapshotTree(root.base()), before);
+    }
+}
 
-    std::string victim = root.base() + "/victim";
-    test::writeFile(victim, "precious\n");
-    fs::create_symlink(victim, path);
-    log.enqueue(Log::kLogLevelInfo, "through a link", 1);
-    log.writeImmediately("through a link", 1);
-    log.flush();
-    EXPECT_EQ(test::readFile(victim), "precious\n");
-    fs::remove(path);
-
-    fs::create_hard_link(victim, path);
-    log.enqueue(Log::kLogLevelInfo, "through a hard link", 1);
-    log.flush();
-    EXPECT_EQ(test::readFile(victim), "precious\n");
+// Folders the writer creates in a home belong to the home's owner: root-owned folders there
+// would keep the user's own programs from writing their logs.
+TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
+    test::TempInstallRoot root;
+    const struct passwd* nobody = ::getpwnam("nobody");
+    ASSERT_NE(nobody, nullptr);
+    const std::string home = root.base() + "/nobody's home";
+    fs::create_directories(home);
+    ASSERT_EQ(::chown(home.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
+    test::ScopedEnvironment variable("HOME", home);
+    const mode_t mask = ::umask(077);
+    {
+        Log log(std::string("VELA-device-Installer"));
+        log.enqueue(Log::kLogLevelInfo, "first line", 1);
+        log.flush();
+    }
+    ::umask(mask);
+    for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
+        SCOPED_TRACE(folder);
+        struct stat info {};
+        ASSERT_EQ(::lstat(folder.c_str(), &info), 0);
+        EXPECT_EQ(info.st_uid, nobody->pw_uid);
+        EXPECT_EQ(info.st_gid, nobody->pw_gid);
+        EXPECT_EQ(info.st_mode & 07777, 0755u);
+    }
+    EXPECT_EQ(test::readLines(home + "/Library/Logs/VELA-device-Installer.log").size(), 1u);
 }

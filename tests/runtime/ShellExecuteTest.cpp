@@ -2,7 +2,14 @@
 
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
+#include <future>
+#include <sstream>
+
+#include "Files.h"
 #include "ShellExecute.h"
+#include "TempInstallRoot.h"
 
 using vela::ShellExecute;
 
@@ -45,4 +52,46 @@ TEST(ShellExecute, BooleanAndIntegerForms) {
     EXPECT_EQ(ShellExecute::executeReturnInteger("exit 3"), 3);
     EXPECT_EQ(ShellExecute::executeReturnInteger("true"), 0);
     EXPECT_EQ(ShellExecute::executeReturnInteger("kill -9 $$"), -1);
+}
+
+// The command's end is the end of the run: a child it leaves in the background may keep the
+// output pipes open for as long as it likes, and the caller (the wizard's main thread) must not
+// wait for it. Each such child is stopped by the test, so a runner that waits cannot hang it.
+TEST(ShellExecute, EndsWithTheCommandNotWithItsBackgroundChildren) {
+    vela::test::TempInstallRoot root;
+    const std::string pidFile = root.base() + "/background.pid";
+    struct Row {
+        std::string command;
+        std::optional<std::string> expected;
+    };
+    const Row rows[] = {
+        {"sleep 600 & echo $! > '" + pidFile + "'; echo started", "started\n"},
+        {"sleep 600 >&2 & echo $! > '" + pidFile + "'; echo complaint >&2", "complaint\n"},
+        {"sleep 600 & echo $! > '" + pidFile + "'", ""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.command);
+        auto result =
+            std::async(std::launch::async, [&] { return ShellExecute::execute(row.command); });
+        const bool returned =
+            result.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+        const std::string background = vela::test::readFile(pidFile);
+        ASSERT_FALSE(background.empty());
+        ::kill(std::stoi(background), SIGKILL);
+        EXPECT_TRUE(returned) << "still waiting for the background child";
+        EXPECT_EQ(result.get(), row.expected);
+    }
+}
+
+// Ctrl-C at a terminal goes to the terminal's process group: a command in a group of its own is
+// not killed behind the installer's back.
+TEST(ShellExecute, CommandsRunInAProcessGroupOfTheirOwn) {
+    std::optional<std::string> ids = ShellExecute::execute("ps -o pgid= -p $$; echo $$");
+    ASSERT_TRUE(ids.has_value());
+    std::istringstream in(*ids);
+    long group = 0;
+    long shell = 0;
+    in >> group >> shell;
+    EXPECT_EQ(group, shell);
+    EXPECT_NE(group, static_cast<long>(::getpgrp()));
 }

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -62,6 +64,9 @@ int install(Outcome& outcome) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    // What the installer creates gets its modes from the installer, never from the caller's
+    // umask (000 would let anyone swap what root installs, 077 would lock users out).
+    ::umask(022);
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vela-device-install"));
     const QString version =
@@ -124,17 +129,25 @@ int main(int argc, char* argv[]) {
             return usageError(QStringLiteral("--target: the folder's name is not valid UTF-8: ") +
                               parser.value(target));
         }
-        QFileInfo dir(parser.value(target));
+    }
+    // The same checks for the root however it was given: a root that is not a system volume
+    // would fail half-way, or make the lock look busy.
+    const QString given = parser.isSet(target) ? parser.value(target)
+                                               : qEnvironmentVariable("VELA_TARGET_ROOT");
+    const QString source = parser.isSet(target) ? QStringLiteral("--target")
+                                                : QStringLiteral("VELA_TARGET_ROOT");
+    if (!given.isEmpty()) {
+        QFileInfo dir(given);
         if (!dir.isDir()) {
-            return usageError(QStringLiteral("--target: not an existing directory: ") +
-                              parser.value(target));
+            return usageError(source + QStringLiteral(": not an existing directory: ") + given);
         }
         // A system volume has both; without them the LaunchAgent could not be placed.
         const QDir volume(dir.canonicalFilePath());
         for (const QString& folder : {QStringLiteral("Applications"), QStringLiteral("Library")}) {
             if (!QFileInfo(volume.filePath(folder)).isDir()) {
-                return usageError(QStringLiteral("--target: not a system volume (no %1 folder): %2")
-                                      .arg(folder, parser.value(target)));
+                return usageError(source +
+                                  QStringLiteral(": not a system volume (no %1 folder): %2")
+                                      .arg(folder, given));
             }
         }
         Const::setTargetRoot(dir.canonicalFilePath().toStdString());

@@ -87,8 +87,15 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
     EXPECT_EQ(snapshotTree(root.root()), untouched);
     fs::remove(root.logPath());
 
+    // Under a caller's umask of 000 every folder still gets the installer's own mode.
+    const mode_t callerMask = ::umask(0);
     RunResult result = install({"--json"});
+    ::umask(callerMask);
     ASSERT_EQ(result.status, 0) << result.err;
+    for (const char* folder : {"/Applications/Quillmark", "/Library/Application Support/Quillmark",
+                               "/Library/Application Support/Quillmark/VELA"}) {
+        EXPECT_EQ(accessOf(root.at(folder)), "root:root:drwxr-xr-x") << folder;
+    }
     QJsonObject record = recordOf(result.out, 0);
     EXPECT_EQ(text(record, "status"), "installed");
     EXPECT_EQ(text(record, "mode"), "new");

@@ -55,6 +55,10 @@ int applicationMain(int& argc, char** argv) {
 
     // Two installers on one system would overwrite each other's work.
     InstallLock lock(Const::targetRoot());
+    if (lock.isRefused()) {
+        // Something was planted where the lock belongs: nothing may start.
+        ELog("cannot lock %s: %s", lock.path().c_str(), lock.error().message().c_str());
+    }
     if (lock.isBusy() || lock.isRefused()) {
         WLog("another installer is working on %s", Const::targetRoot().c_str());
         AlertUtil::runModalWithMessage(

@@ -41,7 +41,12 @@ public:
 
     bool isCancelRequested() const override { return cancelRequested_; }
     void setCancelEnabled(bool enabled) override;
-    void showProgress(float percent) override { progress_.show(percent); }
+    /// No progress once the outcome is known (the page has changed).
+    void showProgress(float percent) override {
+        if (!pageReplaced_) {
+            progress_.show(percent);
+        }
+    }
     void performSegue(const Transition& transition) override;
     void terminate() override {}
 

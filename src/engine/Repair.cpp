@@ -2,13 +2,16 @@
 
 #include <unistd.h>
 
+#include "Const.h"
 #include "FileCopyUtil.h"
 #include "Finalisation.h"
+#include "HelpFile.h"
 #include "InstallationContext.h"
 #include "InstallationView.h"
 #include "Log.h"
 #include "OfflineFlag.h"
 #include "Rollback.h"
+#include "SafeFiles.h"
 #include "UndoRecord.h"
 
 namespace vela {
@@ -34,6 +37,11 @@ public:
 }  // namespace
 
 Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& message) {
+    // Files a killed run was writing beside their names are never renamed into place.
+    for (const std::string& path :
+         {HelpFile::destinationPath(), Const::applicationLaunchAgentPlistPath()}) {
+        removeTemporariesOf(path);
+    }
     std::string problem;
     std::optional<UndoRecord> record = UndoRecord::load(problem);
     if (!record) {

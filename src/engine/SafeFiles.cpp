@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <cerrno>
 #include <vector>
 
@@ -56,9 +57,13 @@ std::error_code writeAll(int fd, const char* data, std::size_t size) {
     return {};
 }
 
+std::string temporaryPrefix(const std::string& name) {
+    return "." + name + ".new-";
+}
+
 std::string temporaryName(const std::string& name) {
     static std::atomic<unsigned> counter{0};
-    return "." + name + ".new-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+    return temporaryPrefix(name) + std::to_string(::getpid()) + "-" + std::to_string(counter++);
 }
 
 // Fills a temporary file beside `name` with `fill`, then puts it in place.
@@ -228,6 +233,23 @@ std::error_code createFileAfresh(int dirFd, const std::string& name, const Owner
     }
     out = std::move(file);
     return {};
+}
+
+void removeTemporariesOf(const std::string& path) {
+    const std::string folder = parentOf(path);
+    UniqueFd directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!directory.valid()) {
+        return;
+    }
+    const std::string prefix = temporaryPrefix(nameOf(path));
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(folder, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        if (name.compare(0, prefix.size(), prefix) == 0) {
+            ::unlinkat(directory.get(), name.c_str(), 0);
+        }
+    }
 }
 
 std::error_code writeFileAtomically(int dirFd, const std::string& name,

@@ -62,6 +62,10 @@ std::error_code createFileAfresh(int dirFd, const std::string& name, const Owner
 std::error_code writeFileAtomically(int dirFd, const std::string& name,
                                     const std::string& contents, const Ownership& ownership);
 
+/// Removes what a writer killed half-way left beside `path`: the temporary files that were never
+/// renamed into place.
+void removeTemporariesOf(const std::string& path);
+
 /// Copies the regular file `source` (never a link) into `dirFd` as `name`, atomically as above.
 std::error_code copyFileAtomically(const std::string& source, int dirFd, const std::string& name,
                                    const Ownership& ownership);

@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -214,6 +212,13 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
     UndoRecord record;
     record.isOverwrite_ = mode == QLatin1String("overwrite");
     record.version_ = root.value(QStringLiteral("version")).toString().toStdString();
+    // The version names the generation that a repair completes and keeps: it must name one.
+    const std::string generation =
+        std::string(Const::kAppBaseDir) + "/" + Const::kClientAppVersionPrefix + record.version_;
+    if (!isJournalPath(generation)) {
+        problem = "names a version that is not a generation's: " + record.version_;
+        return std::nullopt;
+    }
     for (const QJsonValue& value : root.value(QStringLiteral("steps")).toArray()) {
         const QJsonObject object = value.toObject();
         std::optional<UndoStep> step = stepNamed(object.value(QStringLiteral("step")).toString());
@@ -237,28 +242,11 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
     return record;
 }
 
-// A run killed while it wrote its journal leaves the new text beside it, never renamed into
-// place: it is nothing to act on, only to clear away.
-static void removeUnfinishedJournals() {
-    UniqueFd directory(::open(UndoRecord::journalDirectory().c_str(),
-                              O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!directory.valid()) {
-        return;
-    }
-    const std::string prefix = std::string(".") + kJournalName + ".new-";
-    std::error_code ec;
-    for (std::filesystem::directory_iterator it(UndoRecord::journalDirectory(), ec), end;
-         !ec && it != end; it.increment(ec)) {
-        const std::string name = it->path().filename().string();
-        if (name.compare(0, prefix.size(), prefix) == 0) {
-            ::unlinkat(directory.get(), name.c_str(), 0);
-        }
-    }
-}
-
 std::optional<UndoRecord> UndoRecord::load(std::string& problem) {
     problem.clear();
-    removeUnfinishedJournals();
+    // A run killed while it wrote its journal leaves the new text beside it, never renamed into
+    // place: nothing to act on, only to clear away.
+    removeTemporariesOf(journalPath());
     const std::string path = journalPath();
     if (entryKind(path) == EntryKind::Missing) {
         return std::nullopt;

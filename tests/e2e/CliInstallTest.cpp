@@ -323,6 +323,8 @@ TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {
     long failure = logIndexOf("[ERROR] code=MSG_E3001, message=Installation couldn't be completed");
     ASSERT_GE(failure, 0);
     EXPECT_GT(logIndexOf("[INFO] Undo the installation after a failure", failure), failure);
+    EXPECT_EQ(result.err.find("progress:", result.err.find("MSG_E3001")), std::string::npos)
+        << "progress after the outcome was known: " << result.err;
     EXPECT_FALSE(logContains("VELA-Uninstaller.app to"));
     EXPECT_FALSE(logContains("[INFO] End Installation process"));
     EXPECT_FALSE(exists(generation()));
@@ -476,4 +478,41 @@ TEST_F(NewInstallation, VerifyReportsEachDamageAndAnOverwriteRepairsThem) {
               QJsonArray{QStringLiteral("VELA-Ver" VELA_TEST_VERSION)});
     RunResult repaired = install({"--verify"});
     EXPECT_EQ(repaired.status, 0) << repaired.out;
+}
+
+// A journal is data that anybody with write access to the volume could plant: one that names
+// anything but the installer's own paths, or that root did not write, is never acted on.
+TEST_F(Overwrite, APlantedJournalIsRefusedAndNothingIsTouched) {
+    const std::string journal =
+        root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
+    auto journalNaming = [](const std::string& path, const std::string& version = "1.2.3") {
+        return "{\"journal\": 1, \"mode\": \"overwrite\", \"version\": \"" + version +
+               "\", \"steps\": [{\"step\": \"copyStarted\", \"path\": \"" + path + "\"}]}";
+    };
+    const struct {
+        std::string text;
+        bool rootsOwn;
+    } planted[] = {
+        {journalNaming("/etc"), true},
+        {journalNaming("/"), true},
+        {journalNaming("/Applications/Quillmark/VELA-Ver1.0/../../../etc"), true},
+        {journalNaming("/Applications/Quillmark/VELA-Ver1.0/", "../../../etc"), true},
+        {"not a journal", true},
+        {journalNaming("/Applications/Quillmark/VELA-Ver1.0/"), false},
+    };
+    const std::string before = snapshotTree(root.at("/Applications"));
+    for (const auto& plant : planted) {
+        SCOPED_TRACE(plant.text);
+        writeFile(journal, plant.text);
+        ::chmod(journal.c_str(), 0600);
+        ASSERT_EQ(::chown(journal.c_str(), plant.rootsOwn ? 0 : 65534, 0), 0);
+        for (const std::vector<std::string>& arguments :
+             {std::vector<std::string>{"--recover"}, std::vector<std::string>{}}) {
+            RunResult refused = install(arguments);
+            EXPECT_EQ(refused.status, 1) << refused.err;
+            EXPECT_NE(refused.err.find("is not acted on"), std::string::npos) << refused.err;
+        }
+        EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
+        EXPECT_EQ(readFile(journal), plant.text);
+    }
 }

@@ -39,6 +39,20 @@ std::string installedTree(const TempInstallRoot& root) {
     return kept;
 }
 
+std::string linesMissingFrom(const std::string& lines, const std::string& other) {
+    std::string missing;
+    std::size_t at = 0;
+    while (at < lines.size()) {
+        std::size_t end = lines.find('\n', at);
+        std::string line = lines.substr(at, end - at + 1);
+        at = end + 1;
+        if (other.find(line) == std::string::npos) {
+            missing += line;
+        }
+    }
+    return missing;
+}
+
 enum class Kind { New, SameVersion, OlderVersion };
 
 class Kill : public CliFixture, public testing::WithParamInterface<Kind> {
@@ -92,7 +106,9 @@ protected:
         const std::string after = installedTree(root);
         EXPECT_TRUE(after == before_ || after == complete_)
             << "neither the state before nor the complete installation; " << repaired.out
-            << repaired.err << "\nbefore:\n" << before_ << "\nafter:\n" << after;
+            << repaired.err << "\nnot in the complete installation:\n"
+            << linesMissingFrom(after, complete_) << "missing from it:\n"
+            << linesMissingFrom(complete_, after);
         EXPECT_FALSE(exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
         if (after == complete_) {
             ++completed_;

@@ -31,9 +31,11 @@ InstallLock::InstallLock(const std::string& targetRoot, bool create) {
     if (error_) {
         return;
     }
+    // Deliberately inherited by the commands the run starts: a command still running after the
+    // installer was killed keeps the target locked until it ends, so that the next run's repair
+    // never works beside what the dead run's last command is still doing.
     UniqueFd file(::openat(directory.get(), kLockName,
-                           O_RDWR | (create ? O_CREAT : 0) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                           0600));
+                           O_RDWR | (create ? O_CREAT : 0) | O_NOFOLLOW | O_NONBLOCK, 0600));
     struct stat info {};
     if (!file.valid() || ::fstat(file.get(), &info) != 0) {
         error_ = {errno, std::generic_category()};

@@ -7,8 +7,8 @@ namespace vela {
 
 /// Keeps two installers from working on the same target root at once: an exclusive lock on a
 /// file that only root can create or open (root's own, mode 600, never through a link, in the
-/// target's Library/Application Support/Quillmark/VELA), held until the object is gone or the
-/// process ends.
+/// target's Library/Application Support/Quillmark/VELA), held until the object is gone and the
+/// process and every command it started have ended.
 class InstallLock {
 public:
     /// `create` false (a dry run): nothing is made or changed; where no lock file exists yet,

@@ -87,8 +87,17 @@ protected:
         ASSERT_EQ(previous.status, 0) << previous.err;
     }
 
+    // The dead run's last command may still be running: it keeps the target busy until it ends.
     RunResult recover() {
-        return run({VELA_TEST_CLI, "--recover", "--target", root.root()}, environment());
+        QDeadlineTimer deadline(30000);
+        for (;;) {
+            RunResult result =
+                run({VELA_TEST_CLI, "--recover", "--target", root.root()}, environment());
+            if (result.status != 6 || deadline.hasExpired()) {
+                return result;
+            }
+            QThread::msleep(20);
+        }
     }
 
     // Kills the front end once `when` says so, repairs, and checks that the tree is the one

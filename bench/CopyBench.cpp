@@ -17,46 +17,65 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string quoted(const std::string& path) {
+std::string shellQuoted(const std::string& path) {
     return "'" + path + "'";
 }
 
 }  // namespace
 
-// The halves split the items below VELA.app/Contents and the uninstaller by bytes, largest
-// first, each to the lighter half.
+// The halves split both bundles by bytes: folders holding more than a quarter of them are
+// opened up, then the items go, largest first, each to the lighter half. Every installation on
+// this machine stops processes whose command line holds "/VELA.app/" (tests of other work
+// included), so the halves run inside their target and read the application through a link of
+// another name.
 CopyBench::CopyBench(const Workbench& bench) : bench_(bench) {
     struct Item {
         std::uint64_t bytes;
         std::string source;
-        std::string destination;  // relative to the copy's directory
+        std::string destination;  // folder of the copy, relative to the copy's directory
     };
-    std::vector<Item> items;
+    const std::string app = bench.macos() + "VELA.app";
+    const std::string alias = bench.work + "/application-source";
     std::error_code ec;
-    for (const fs::directory_entry& entry :
-         fs::directory_iterator(bench.macos() + "VELA.app/Contents", ec)) {
-        const std::uint64_t bytes = entry.is_directory(ec) && !entry.is_symlink(ec)
-                                        ? measureTree(entry.path()).bytes
-                                        : entry.file_size(ec);
-        items.push_back({bytes, entry.path().string(), "VELA.app/Contents"});
+    fs::create_symlink(app, alias, ec);
+    std::vector<Item> items = {
+        {bench.app.bytes, app, "."},
+        {bench.uninstaller.bytes, bench.macos() + "VELA-Uninstaller.app", "."}};
+    const std::uint64_t quarter = (bench.app.bytes + bench.uninstaller.bytes) / 4;
+    for (bool opened = true; opened;) {
+        opened = false;
+        for (auto it = items.begin(); it != items.end(); ++it) {
+            if (it->bytes <= quarter || !fs::is_directory(fs::symlink_status(it->source, ec))) {
+                continue;
+            }
+            const Item folder = *it;
+            items.erase(it);
+            const std::string destination =
+                folder.destination + "/" + fs::path(folder.source).filename().string();
+            for (const fs::directory_entry& entry : fs::directory_iterator(folder.source, ec)) {
+                const bool isFolder = entry.is_directory(ec) && !entry.is_symlink(ec);
+                items.push_back({isFolder ? measureTree(entry.path()).bytes
+                                          : (entry.is_symlink(ec) ? 0 : entry.file_size(ec)),
+                                 entry.path().string(), destination});
+            }
+            opened = true;
+            break;
+        }
     }
-    items.push_back({bench.uninstaller.bytes, bench.macos() + "VELA-Uninstaller.app", "."});
     std::sort(items.begin(), items.end(),
               [](const Item& a, const Item& b) { return a.bytes > b.bytes; });
     std::uint64_t weight[2] = {0, 0};
-    std::vector<Item> half[2];
-    for (const Item& item : items) {
+    std::string script[2] = {"cd \"$1\"", "cd \"$1\""};
+    for (Item& item : items) {
+        if (item.source.rfind(app + "/", 0) == 0) {
+            item.source = alias + item.source.substr(app.size());
+        }
         const int lighter = weight[0] <= weight[1] ? 0 : 1;
         weight[lighter] += item.bytes;
-        half[lighter].push_back(item);
+        script[lighter] += " && mkdir -p " + shellQuoted(item.destination) + " && cp -a " +
+                           shellQuoted(item.source) + " " + shellQuoted(item.destination + "/");
     }
-    for (const std::vector<Item>& part : half) {
-        std::string script = "mkdir -p \"$1/VELA.app/Contents\"";
-        for (const Item& item : part) {
-            script += " && cp -a " + quoted(item.source) + " \"$1/" + item.destination + "/\"";
-        }
-        halves_.push_back(script);
-    }
+    halves_ = {script[0], script[1]};
 }
 
 std::optional<CopyRound> CopyBench::round(int run) {
@@ -130,8 +149,9 @@ std::optional<double> CopyBench::timeCpHalves(int run) {
     const bool complete = bench_.holdsBothBundles(dest);
     removeTree(dest);
     if (!ok || !complete) {
-        std::fprintf(stderr, "InstallBench: cp -a in halves failed (complete %d): %s%s\n", complete,
-                     halves[0]->err().c_str(), halves[1]->err().c_str());
+        std::fprintf(stderr, "InstallBench: cp -a in halves failed (%d, %d, complete %d): %s%s\n",
+                     status[0], status[1], complete, halves[0]->err().c_str(),
+                     halves[1]->err().c_str());
         return std::nullopt;
     }
     return ms;

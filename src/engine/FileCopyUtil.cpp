@@ -84,10 +84,12 @@ void FileCopyUtil::checkFileSize() {
     if (copyEnded_) {
         return;
     }
-    // Until the copy has measured its source, nothing is at the target either.
+    // Until the walk has measured the whole source the bar stays at 0, although workers may
+    // have started. The flag is read first: once it is set, the total is complete.
+    const bool measured = sourceMeasured_.load();
     float total = static_cast<float>(sourceBytes_.load());
     float copied = static_cast<float>(copiedBytes_.load());
-    float fraction = sourceMeasured_ ? copied / total : 0.0f;
+    float fraction = measured ? copied / total : 0.0f;
     if (delegate_) {
         delegate_->setCopyProgress(fraction);
     }

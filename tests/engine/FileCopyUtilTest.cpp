@@ -134,7 +134,7 @@ TEST_F(FileCopy, ReportsTheFirstErrorWithAnyNumberOfWorkers) {
             const std::string from = scratch.base() + "/source.app";
             for (int i = 0; i < 2 * workers; ++i) {
                 writeFile(from + "/large" + std::to_string(i), "");
-                fs::resize_file(from + "/large" + std::to_string(i), 128 << 20);
+                fs::resize_file(from + "/large" + std::to_string(i), 64 << 20);
             }
             c.plant(from);
             ScopedEnvironment count("VELA_COPY_WORKERS", std::to_string(workers));

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "Process.h"
@@ -99,6 +100,22 @@ void removeTree(const std::string& path) {
     std::error_code ec;
     fs::remove_all(path, ec);
     ::sync();
+}
+
+std::string machineLoad() {
+    double load[1] = {-1};
+    ::getloadavg(load, 1);
+    double waiting = -1;
+    if (FILE* pressure = std::fopen("/proc/pressure/cpu", "r")) {
+        // "some avg10=… avg60=… avg300=… total=…"
+        if (std::fscanf(pressure, "some avg10=%*f avg60=%lf", &waiting) != 1) {
+            waiting = -1;
+        }
+        std::fclose(pressure);
+    }
+    char text[96];
+    std::snprintf(text, sizeof text, "load %.2f, waiting for a core %.0f %%", load[0], waiting);
+    return text;
 }
 
 TimedRun runTimed(std::vector<std::string> argv,

@@ -34,6 +34,10 @@ bool makeTargetRoot(const std::string& root);
 /// Removes a tree and writes back the removal, so that the next timed run starts clean.
 void removeTree(const std::string& path);
 
+/// How busy the machine is: load average and the share of the last minute in which some task
+/// waited for a core ("load 3.2, waiting for a core 60 %").
+std::string machineLoad();
+
 /// A finished child process: exit status (-1 when it could not start), wall time, peak memory
 /// and standard error.
 struct TimedRun {

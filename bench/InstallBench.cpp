@@ -90,17 +90,12 @@ bool prepare(const Options& options, Workbench* bench) {
     return true;
 }
 
-double loadAverage() {
-    double load[1] = {-1};
-    return ::getloadavg(load, 1) == 1 ? load[0] : -1;
-}
-
 // (a) for one cache state: every round prints as it ends, the table at the end.
 bool compareWithCp(Workbench& bench, const Options& options, bool cold) {
     bench.cold = cold;
     CopyBench copies(bench);
     std::vector<CopyRound> rounds;
-    const double load = loadAverage();
+    const std::string load = machineLoad();
     for (int run = 0; run < options.runs; ++run) {
         std::optional<CopyRound> round = copies.round(run);
         if (!round) {
@@ -114,9 +109,10 @@ bool compareWithCp(Workbench& bench, const Options& options, bool cold) {
         std::fflush(stdout);
         rounds.push_back(*round);
     }
-    std::printf(
-        "\n(a) %s: %s before every timed run, load average %.2f to %.2f\n", cold ? "cold" : "warm",
-        cold ? "page cache dropped" : "source read once, target written back", load, loadAverage());
+    std::printf("\n(a) %s: %s before every timed run; at the start %s, at the end %s\n",
+                cold ? "cold" : "warm",
+                cold ? "page cache dropped" : "source read once, target written back", load.c_str(),
+                machineLoad().c_str());
     CopyBench::report(rounds, cold ? 0.95 : 0.80);
     std::printf("\n");
     return true;

@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <deque>
 #include <utility>
 
 #include "platform/FileData.h"

@@ -125,7 +125,7 @@ TimedRun runTimed(std::vector<std::string> argv,
     TimedRun result;
     result.status = process.wait(30 * 60 * 1000);
     result.ms = msBetween(begin, Clock::now());
-    result.peakMemoryKiB = process.peakMemoryKiB();
+    result.peakMemoryKiB = process.peakResidentSet();  // KiB on Linux
     result.err = process.err();
     return result;
 }

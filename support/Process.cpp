@@ -120,7 +120,7 @@ int Process::wait(int timeoutMs) {
         pid_t done = ::wait4(pid_, &raw, WNOHANG, &usage);
         if (done == pid_) {
             status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-            peakMemoryKiB_ = usage.ru_maxrss;
+            peakResidentSet_ = usage.ru_maxrss;
             return *status_;
         }
         if (std::chrono::steady_clock::now() >= deadline) {

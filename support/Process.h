@@ -25,8 +25,9 @@ public:
     /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed)
     /// or when it could not start.
     int wait(int timeoutMs = 120000);
-    /// Largest resident set the child had, in KiB, once it has ended; 0 before.
-    long peakMemoryKiB() const { return peakMemoryKiB_; }
+    /// Largest resident set the child had, once it has ended, as the system counts it (KiB on
+    /// Linux, bytes on macOS); 0 before.
+    long peakResidentSet() const { return peakResidentSet_; }
     std::string out() const;
     std::string err() const;
 
@@ -35,7 +36,7 @@ private:
     std::string outPath_;
     std::string errPath_;
     std::optional<int> status_;
-    long peakMemoryKiB_ = 0;
+    long peakResidentSet_ = 0;
 };
 
 /// Result of a finished run.

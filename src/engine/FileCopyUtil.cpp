@@ -1,16 +1,13 @@
 #include "FileCopyUtil.h"
 
-#include <fcntl.h>
 #include <fts.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <QThreadPool>
 
 #include <filesystem>
 
 #include "MainQueue.h"
-#include "platform/FileData.h"
+#include "TreeCopy.h"
 
 namespace vela {
 
@@ -26,79 +23,6 @@ constexpr int kStartDelayMs = 100;
 bool itemExists(const std::string& path) {
     std::error_code ec;
     return fs::exists(fs::symlink_status(path, ec));
-}
-
-using Counter = std::atomic<std::uint64_t>;
-
-// One regular file, mode kept; never through a link planted at the target.
-void copyRegularFile(const fs::path& source, const fs::path& target, Counter& copied,
-                     std::error_code& ec) {
-    int from = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
-    if (from < 0) {
-        ec = {errno, std::generic_category()};
-        return;
-    }
-    struct stat info {};
-    int to = -1;
-    if (::fstat(from, &info) != 0) {
-        ec = {errno, std::generic_category()};
-    } else {
-        to = ::open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (to < 0) {
-            ec = {errno, std::generic_category()};
-        }
-    }
-    if (to >= 0) {
-        ec = copyFileData(from, to, [&copied](std::uint64_t bytes) { copied += bytes; });
-        if (!ec && ::fchmod(to, info.st_mode & 07777) != 0) {
-            ec = {errno, std::generic_category()};
-        }
-        if (::close(to) != 0 && !ec) {
-            ec = {errno, std::generic_category()};  // a full disk may only show here
-        }
-    }
-    ::close(from);
-}
-
-// Copies one item and everything below it: links as links, modes kept. Stops before the next
-// item once `stop` is set.
-void copyTree(const fs::path& source, const fs::path& target, const std::atomic<bool>& stop,
-              Counter& copied, std::error_code& ec) {
-    if (stop.load()) {
-        ec = std::make_error_code(std::errc::operation_canceled);
-        return;
-    }
-    fs::file_status status = fs::symlink_status(source, ec);
-    if (ec) {
-        return;
-    }
-    if (fs::is_symlink(status)) {
-        fs::path link = fs::read_symlink(source, ec);
-        if (!ec) {
-            fs::create_symlink(link, target, ec);
-        }
-    } else if (fs::is_directory(status)) {
-        if (!fs::create_directory(target, ec) && !ec) {
-            ec = std::make_error_code(std::errc::file_exists);
-        }
-        if (ec) {
-            return;
-        }
-        for (fs::directory_iterator it(source, ec), end; !ec && it != end; it.increment(ec)) {
-            copyTree(it->path(), target / it->path().filename(), stop, copied, ec);
-            if (ec) {
-                return;
-            }
-        }
-        if (!ec) {
-            // Modes last, so a read-only source directory can still be filled.
-            fs::permissions(target, status.permissions(), ec);
-        }
-    } else if (fs::is_regular_file(status)) {
-        copyRegularFile(source, target, copied, ec);
-    } else {
-        ec = std::make_error_code(std::errc::not_supported);
-    }
 }
 
 }  // namespace
@@ -160,10 +84,12 @@ void FileCopyUtil::checkFileSize() {
     if (copyEnded_) {
         return;
     }
-    // Until the copy has measured its source, nothing is at the target either.
+    // Until the walk has measured the whole source the bar stays at 0, although workers may
+    // have started. The flag is read first: once it is set, the total is complete.
+    const bool measured = sourceMeasured_.load();
     float total = static_cast<float>(sourceBytes_.load());
     float copied = static_cast<float>(copiedBytes_.load());
-    float fraction = sourceMeasured_ ? copied / total : 0.0f;
+    float fraction = measured ? copied / total : 0.0f;
     if (delegate_) {
         delegate_->setCopyProgress(fraction);
     }
@@ -180,7 +106,7 @@ void FileCopyUtil::startCopy() {
     }
     std::optional<std::string> source = sourcePath_;
     std::string target = targetPath_;
-    QThreadPool::globalInstance()->start([this, source, target] {
+    QThreadPool::globalInstance()->start([this, source, target, owner = owner_] {
         std::error_code error;
         std::error_code ec;
         if (itemExists(target)) {
@@ -198,14 +124,11 @@ void FileCopyUtil::startCopy() {
         } else if (!source) {
             error = std::make_error_code(std::errc::no_such_file_or_directory);
         } else {
-            std::error_code ignored;
-            sourceBytes_ = fs::is_directory(*source, ignored) ? getDirectoryFileSizeAtPath(*source)
-                                                              : fs::file_size(*source, ignored);
-            sourceMeasured_ = true;
-            copyTree(*source, target, stopRequested_, copiedBytes_, ec);
-            if (ec) {
-                error = ec;
-            }
+            TreeCopy copy(stopRequested_, copiedBytes_, TreeCopy::workerCount(), owner);
+            error = copy.run(*source, target, [this](std::uint64_t total) {
+                sourceBytes_ = total;
+                sourceMeasured_ = true;
+            });
         }
         // A poll still due before the timer stops would already count against the next copy's
         // half of the bar (its delegate learns of the end right below) and jump it ahead.
@@ -237,9 +160,8 @@ std::error_code FileCopyUtil::syncCopyAtPath(const std::optional<std::string>& s
         return std::make_error_code(std::errc::no_such_file_or_directory);
     }
     std::atomic<bool> never{false};
-    Counter copied{0};
-    copyTree(*source, target, never, copied, ec);
-    return ec;
+    std::atomic<std::uint64_t> copied{0};
+    return TreeCopy(never, copied, TreeCopy::workerCount()).run(*source, target, [](auto) {});
 }
 
 std::uint64_t FileCopyUtil::getDirectoryFileSizeAtPath(const std::string& path) {

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "FileCopyUtilDelegate.h"
+#include "TreeCopy.h"
 
 namespace vela {
 
@@ -29,10 +30,15 @@ public:
     /// shortly after; returns at once. `source` none copies nothing and reports an error.
     void copyFileAtPath(const std::optional<std::string>& source, const std::string& target);
 
-    /// Main thread. Asks the copy to stop before its next item and returns once its completion
-    /// has been delivered (at once, with operation_canceled, when it had not started yet).
+    /// Main thread. Asks every worker of the copy to stop before its next item or chunk of a
+    /// file and returns once all have ended and the completion has been delivered (at once, with
+    /// operation_canceled, when it had not started yet).
     void stopAndWait();
     bool isCopying() const;
+
+    /// Main thread, between copies. Gives every item that later copies create this owner and
+    /// group as it is created (none: the copier's own).
+    void setOwner(std::optional<FileOwner> owner) { owner_ = owner; }
 
     /// Copies at once on the calling thread, replacing an existing target. Returns the error of
     /// the removal (then nothing is copied) or of the copy.
@@ -54,6 +60,7 @@ private:
     std::atomic<std::uint64_t> sourceBytes_{0};
     std::atomic<bool> sourceMeasured_{false};
     std::atomic<std::uint64_t> copiedBytes_{0};
+    std::optional<FileOwner> owner_;
 
     // A copy is scheduled from copyFileAtPath until its worker starts. Workers are counted, not
     // flagged: the next copy is scheduled from inside the previous worker's completion, before

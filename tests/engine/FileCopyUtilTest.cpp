@@ -1,12 +1,18 @@
 #include <QCoreApplication>
 #include <QThread>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 
 #include "EngineFixture.h"
 #include "EventLoop.h"
 #include "FileCopyUtil.h"
 #include "Files.h"
+#include "ScopedEnvironment.h"
 
 using namespace vela;
 using namespace vela::test;
@@ -37,24 +43,140 @@ protected:
 
 }  // namespace
 
-TEST_F(FileCopy, CopiesATreeInTheBackgroundWithRisingProgress) {
+// One worker and several: the same tree, item for item, whatever order the workers took.
+constexpr int kWorkerCounts[] = {1, 3};
+
+void setTimes(const std::string& path, std::int64_t seconds) {
+    const struct timespec times[2] = {{seconds, 0}, {seconds, 123456789}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+// Links of every kind, empty and read-only folders, files of zero bytes to several chunks, odd
+// modes (a file its owner may not read, set-id bits), each with its own past time.
+void makeMixedTree(const std::string& root) {
     for (int i = 0; i < 40; ++i) {
-        writeFile(source + "/Contents/Resources/f" + std::to_string(i), "");
-        fs::resize_file(source + "/Contents/Resources/f" + std::to_string(i), 4 << 20);
+        writeFile(root + "/Contents/Resources/f" + std::to_string(i),
+                  std::string(i * 997, 'a' + i % 26));
     }
-    fs::create_symlink("Resources/f1", source + "/Contents/link");
-    fs::permissions(source + "/Contents/Resources/f0", fs::perms::owner_all);
+    writeFile(root + "/Contents/MacOS/big", "");
+    fs::resize_file(root + "/Contents/MacOS/big", (20 << 20) + 3);
+    writeFile(root + "/Contents/MacOS/empty", "");
+    writeFile(root + "/Contents/unreadable", "secret");
+    fs::create_directories(root + "/Contents/Empty/Deeper");
+    fs::create_directories(root + "/Contents/ReadOnly");
+    writeFile(root + "/Contents/ReadOnly/inside", "kept");
+    fs::create_symlink("Resources/f1", root + "/Contents/link");
+    fs::create_symlink("Resources", root + "/Contents/dirlink");
+    fs::create_symlink("/nowhere/at/all", root + "/Contents/dangling");
+    fs::create_symlink(root + "/Contents/MacOS/big", root + "/Contents/absolute");
+    ::chmod((root + "/Contents/unreadable").c_str(), 0);
+    ::chmod((root + "/Contents/MacOS/empty").c_str(), 04755);
+    ::chmod((root + "/Contents/Empty/Deeper").c_str(), 0750);
+    std::int64_t time = 1500000000;
+    std::vector<std::string> paths;
+    for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
+        paths.push_back(it->path().string());
+    }
+    std::sort(paths.rbegin(), paths.rend());  // contents before their folder
+    for (const std::string& path : paths) {
+        setTimes(path, time += 3600);
+    }
+    ::chmod((root + "/Contents/ReadOnly").c_str(), 0555);
+}
+
+TEST_F(FileCopy, CopiesATreeItemForItemWithRisingProgress) {
+    makeMixedTree(source);
+    for (int workers : kWorkerCounts) {
+        SCOPED_TRACE("workers " + std::to_string(workers));
+        ScopedEnvironment count("VELA_COPY_WORKERS", std::to_string(workers));
+        Receiver receiver;
+        FileCopyUtil copier(&receiver);
+        copier.copyFileAtPath(source, target);
+        ASSERT_TRUE(waitUntil([&] { return receiver.finished.load(); }));
+        EXPECT_FALSE(receiver.result) << receiver.result.message();
+        EXPECT_FALSE(receiver.onMainThread);
+        EXPECT_EQ(snapshotTree(target, true), snapshotTree(source, true));
+        ASSERT_FALSE(receiver.fractions.empty());
+        EXPECT_EQ(receiver.fractions.front(), 0.0f);  // before the delayed start
+        EXPECT_TRUE(std::is_sorted(receiver.fractions.begin(), receiver.fractions.end()));
+        EXPECT_LE(receiver.fractions.back(), 1.0f);
+
+        const std::string copy = dirs.base() + "/sync" + std::to_string(workers);
+        EXPECT_FALSE(FileCopyUtil::syncCopyAtPath(source, copy));
+        EXPECT_EQ(snapshotTree(copy, true), snapshotTree(source, true));
+    }
+}
+
+// An owner given to the copier lands on every item, and the set-id bits survive the change.
+TEST_F(FileCopy, GivesEveryItemTheOwnerItWasAskedFor) {
+    makeMixedTree(source);
+    ScopedEnvironment count("VELA_COPY_WORKERS", "3");
     Receiver receiver;
     FileCopyUtil copier(&receiver);
+    copier.setOwner(FileOwner{65534, 65534});
     copier.copyFileAtPath(source, target);
     ASSERT_TRUE(waitUntil([&] { return receiver.finished.load(); }));
-    EXPECT_FALSE(receiver.result) << receiver.result.message();
-    EXPECT_FALSE(receiver.onMainThread);
-    EXPECT_EQ(snapshotTree(target), snapshotTree(source));
-    ASSERT_FALSE(receiver.fractions.empty());
-    EXPECT_EQ(receiver.fractions.front(), 0.0f);  // before the delayed start
-    EXPECT_TRUE(std::is_sorted(receiver.fractions.begin(), receiver.fractions.end()));
-    EXPECT_LE(receiver.fractions.back(), 1.0f);
+    ASSERT_FALSE(receiver.result) << receiver.result.message();
+    std::vector<std::string> items = {target};
+    for (fs::recursive_directory_iterator it(target), end; it != end; ++it) {
+        items.push_back(it->path().string());
+    }
+    for (const std::string& item : items) {
+        struct stat info {};
+        ASSERT_EQ(::lstat(item.c_str(), &info), 0) << item;
+        EXPECT_EQ(info.st_uid, 65534u) << item;
+        EXPECT_EQ(info.st_gid, 65534u) << item;
+    }
+    struct stat setId {};
+    ASSERT_EQ(::lstat((target + "/Contents/MacOS/empty").c_str(), &setId), 0);
+    EXPECT_EQ(setId.st_mode & 07777, 04755u);
+}
+
+// Whatever goes wrong, the copy ends with one report of the first error, every worker stopped.
+TEST_F(FileCopy, ReportsTheFirstErrorWithAnyNumberOfWorkers) {
+    struct Case {
+        const char* name;
+        std::errc expected;
+        std::function<void(const std::string& source)> plant;
+        std::function<void(const std::string& source)> duringCopy;
+    };
+    const Case cases[] = {
+        {"a pipe in the tree", std::errc::not_supported,
+         [](const std::string& root) {
+             fs::create_directories(root + "/sub");
+             ASSERT_EQ(::mkfifo((root + "/sub/pipe").c_str(), 0644), 0);
+         },
+         nullptr},
+        // Large files are copied first, so the smallest is still waiting when it goes.
+        {"a file removed during the copy", std::errc::no_such_file_or_directory,
+         [](const std::string& root) { writeFile(root + "/zz/vanishing", "x"); },
+         [](const std::string& root) { fs::remove(root + "/zz/vanishing"); }},
+    };
+    for (const Case& c : cases) {
+        for (int workers : kWorkerCounts) {
+            SCOPED_TRACE(std::string(c.name) + ", workers " + std::to_string(workers));
+            TempInstallRoot scratch;
+            const std::string from = scratch.base() + "/source.app";
+            for (int i = 0; i < 2 * workers; ++i) {
+                writeFile(from + "/large" + std::to_string(i), "");
+                fs::resize_file(from + "/large" + std::to_string(i), 64 << 20);
+            }
+            c.plant(from);
+            ScopedEnvironment count("VELA_COPY_WORKERS", std::to_string(workers));
+            Receiver receiver;
+            FileCopyUtil copier(&receiver);
+            copier.copyFileAtPath(from, scratch.base() + "/target.app");
+            if (c.duringCopy) {
+                ASSERT_TRUE(waitUntil(
+                    [&] { return !receiver.fractions.empty() && receiver.fractions.back() > 0; }));
+                c.duringCopy(from);
+            }
+            ASSERT_TRUE(waitUntil([&] { return receiver.finished.load(); }));
+            EXPECT_EQ(receiver.result, c.expected) << receiver.result.message();
+            copier.stopAndWait();
+            EXPECT_FALSE(copier.isCopying());
+        }
+    }
 }
 
 TEST_F(FileCopy, ReportsAMissingSourceOnTheBackgroundThread) {
@@ -84,6 +206,46 @@ TEST_F(FileCopy, StopsOnRequestAndAlwaysReportsOnce) {
     EXPECT_EQ(receiver.result, std::errc::operation_canceled);
     EXPECT_FALSE(copier.isCopying());
     EXPECT_FALSE(waitUntil([&] { return exists(target + "/f0"); }, 300));
+}
+
+// Cancel in the middle of large files: every worker stops within its file, and nothing is written
+// once stopAndWait has returned.
+TEST_F(FileCopy, StopsEveryWorkerWithinItsFile) {
+    constexpr std::uintmax_t kLarge = std::uintmax_t{1} << 30;
+    for (int workers : kWorkerCounts) {
+        SCOPED_TRACE("workers " + std::to_string(workers));
+        TempInstallRoot scratch;
+        const std::string from = scratch.base() + "/source.app";
+        const std::string to = scratch.base() + "/target.app";
+        for (int i = 0; i < workers; ++i) {
+            writeFile(from + "/large" + std::to_string(i), "");
+            fs::resize_file(from + "/large" + std::to_string(i), kLarge);
+        }
+        ScopedEnvironment count("VELA_COPY_WORKERS", std::to_string(workers));
+        Receiver receiver;
+        FileCopyUtil copier(&receiver);
+        copier.copyFileAtPath(from, to);
+        ASSERT_TRUE(waitUntil(
+            [&] { return !receiver.fractions.empty() && receiver.fractions.back() > 0; }));
+        copier.stopAndWait();
+        EXPECT_TRUE(receiver.finished);
+        EXPECT_EQ(receiver.result, std::errc::operation_canceled);
+        EXPECT_FALSE(copier.isCopying());
+        auto sizes = [&] {
+            std::vector<std::uintmax_t> found;
+            for (int i = 0; i < workers; ++i) {
+                std::error_code ec;
+                std::uintmax_t size = fs::file_size(to + "/large" + std::to_string(i), ec);
+                found.push_back(ec ? 0 : size);
+            }
+            return found;
+        };
+        const std::vector<std::uintmax_t> stopped = sizes();
+        for (std::uintmax_t size : stopped) {
+            EXPECT_LT(size, kLarge);
+        }
+        EXPECT_FALSE(waitUntil([&] { return sizes() != stopped; }, 300));
+    }
 }
 
 TEST_F(FileCopy, SynchronousCopyReplacesTheTarget) {

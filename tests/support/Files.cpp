@@ -10,6 +10,8 @@
 #include <functional>
 #include <sstream>
 
+#include "platform/FileData.h"
+
 namespace vela::test {
 
 namespace fs = std::filesystem;
@@ -52,7 +54,7 @@ std::string accessOf(const std::string& path) {
            mode;
 }
 
-std::string snapshotTree(const std::string& root) {
+std::string snapshotTree(const std::string& root, bool withTimes) {
     std::vector<std::string> rows;
     std::error_code ec;
     for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
@@ -60,8 +62,12 @@ std::string snapshotTree(const std::string& root) {
         struct stat info {};
         ::lstat(path.c_str(), &info);
         std::ostringstream row;
-        row << fs::relative(path, root).string() << " mode=" << std::oct << info.st_mode << std::dec
-            << " uid=" << info.st_uid << " gid=" << info.st_gid;
+        row << path.lexically_relative(root).string() << " mode=" << std::oct << info.st_mode
+            << std::dec << " uid=" << info.st_uid << " gid=" << info.st_gid;
+        if (withTimes) {
+            const struct timespec modified = accessAndModificationTimes(info)[1];
+            row << " mtime=" << modified.tv_sec << "." << modified.tv_nsec;
+        }
         if (S_ISLNK(info.st_mode)) {
             row << " -> " << fs::read_symlink(path, ec).string();
         } else if (S_ISREG(info.st_mode)) {

@@ -12,8 +12,9 @@ std::vector<std::string> readLines(const std::string& path);
 /// "owner:group:mode" as ls shows it, e.g. "root:admin:drwxrwxr-x"; empty when missing.
 std::string accessOf(const std::string& path);
 /// One line per item below `root` (sorted): relative path, type, mode, size, link target and a
-/// hash of the contents. Two equal snapshots mean byte-for-byte equal trees.
-std::string snapshotTree(const std::string& root);
+/// hash of the contents, and with `withTimes` the modification time. Two equal snapshots mean
+/// byte-for-byte equal trees.
+std::string snapshotTree(const std::string& root, bool withTimes = false);
 bool exists(const std::string& path);
 
 }  // namespace vela::test

@@ -7,8 +7,7 @@
 
 namespace vela {
 
-std::error_code copyFileDataByReading(int from, int to,
-                                      const std::function<void(std::uint64_t)>& copied) {
+std::error_code copyFileDataByReading(int from, int to, const ChunkCopied& copied) {
     std::vector<char> buffer(1u << 20);
     for (;;) {
         ssize_t got = ::read(from, buffer.data(), buffer.size());
@@ -31,7 +30,9 @@ std::error_code copyFileDataByReading(int from, int to,
             }
             done += put;
         }
-        copied(static_cast<std::uint64_t>(got));
+        if (!copied(static_cast<std::uint64_t>(got))) {
+            return std::make_error_code(std::errc::operation_canceled);
+        }
     }
 }
 

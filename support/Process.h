@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,7 +10,8 @@
 namespace vela::test {
 
 /// A child process with its standard output and error captured into files, started with the
-/// current environment plus `environment` (an empty value unsets a variable).
+/// current environment plus `environment` (an empty value unsets a variable). Shared by the
+/// tests and the benchmarks; needs nothing but POSIX.
 class Process {
 public:
     Process(std::vector<std::string> argv, std::map<std::string, std::string> environment = {},
@@ -22,8 +22,12 @@ public:
 
     pid_t pid() const { return pid_; }
     void signal(int signal) const;
-    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed).
+    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed)
+    /// or when it could not start.
     int wait(int timeoutMs = 120000);
+    /// Largest resident set the child had, once it has ended, as the system counts it (KiB on
+    /// Linux, bytes on macOS); 0 before.
+    long peakResidentSet() const { return peakResidentSet_; }
     std::string out() const;
     std::string err() const;
 
@@ -32,6 +36,7 @@ private:
     std::string outPath_;
     std::string errPath_;
     std::optional<int> status_;
+    long peakResidentSet_ = 0;
 };
 
 /// Result of a finished run.

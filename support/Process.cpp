@@ -2,16 +2,16 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QDeadlineTimer>
-#include <QThread>
-
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
-
-#include "Files.h"
+#include <fstream>
+#include <sstream>
+#include <thread>
 
 extern char** environ;
 
@@ -19,14 +19,29 @@ namespace vela::test {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+std::string makeTempFile(int* fd) {
+    std::string pattern = (fs::temp_directory_path() / "vela-proc-XXXXXX").string();
+    *fd = ::mkstemp(pattern.data());
+    return pattern;
+}
+
+std::string readText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+}  // namespace
+
 Process::Process(std::vector<std::string> argv, std::map<std::string, std::string> environment,
                  std::optional<uid_t> asUser) {
-    std::string pattern = (fs::temp_directory_path() / "vela-proc-XXXXXX").string();
-    int outFd = ::mkstemp(pattern.data());
-    outPath_ = pattern;
-    pattern = (fs::temp_directory_path() / "vela-proc-XXXXXX").string();
-    int errFd = ::mkstemp(pattern.data());
-    errPath_ = pattern;
+    int outFd = -1;
+    int errFd = -1;
+    outPath_ = makeTempFile(&outFd);
+    errPath_ = makeTempFile(&errFd);
 
     std::vector<std::string> env;
     for (char** entry = environ; *entry; ++entry) {
@@ -41,6 +56,18 @@ Process::Process(std::vector<std::string> argv, std::map<std::string, std::strin
             env.push_back(name + "=" + value);
         }
     }
+    // Built before the fork: the child of a threaded parent must not allocate.
+    std::vector<char*> args;
+    for (std::string& arg : argv) {
+        args.push_back(arg.data());
+    }
+    args.push_back(nullptr);
+    std::vector<char*> envp;
+    for (std::string& item : env) {
+        envp.push_back(item.data());
+    }
+    envp.push_back(nullptr);
+
     pid_ = ::fork();
     if (pid_ == 0) {
         ::dup2(outFd, STDOUT_FILENO);
@@ -55,16 +82,6 @@ Process::Process(std::vector<std::string> argv, std::map<std::string, std::strin
                 ::_exit(126);
             }
         }
-        std::vector<char*> args;
-        for (std::string& arg : argv) {
-            args.push_back(arg.data());
-        }
-        args.push_back(nullptr);
-        std::vector<char*> envp;
-        for (std::string& item : env) {
-            envp.push_back(item.data());
-        }
-        envp.push_back(nullptr);
         ::execve(args[0], args.data(), envp.data());
         ::_exit(127);
     }
@@ -92,29 +109,35 @@ int Process::wait(int timeoutMs) {
     if (status_) {
         return *status_;
     }
-    QDeadlineTimer deadline(timeoutMs);
+    if (pid_ <= 0) {
+        status_ = -1;
+        return -1;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     for (;;) {
         int raw = 0;
-        pid_t done = ::waitpid(pid_, &raw, WNOHANG);
+        rusage usage{};
+        pid_t done = ::wait4(pid_, &raw, WNOHANG, &usage);
         if (done == pid_) {
             status_ = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+            peakResidentSet_ = usage.ru_maxrss;
             return *status_;
         }
-        if (deadline.hasExpired()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
             ::kill(pid_, SIGKILL);
             ::waitpid(pid_, &raw, 0);
             status_ = -1;
             return -1;
         }
-        QThread::msleep(2);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
 }
 
 std::string Process::out() const {
-    return readFile(outPath_);
+    return readText(outPath_);
 }
 std::string Process::err() const {
-    return readFile(errPath_);
+    return readText(errPath_);
 }
 
 RunResult run(std::vector<std::string> argv, std::map<std::string, std::string> environment,

@@ -1,0 +1,297 @@
+#include "TreeCopy.h"
+
+#include <fcntl.h>
+#include <fts.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <deque>
+#include <utility>
+
+#include "platform/FileData.h"
+
+namespace vela {
+
+namespace {
+
+constexpr int kMaxWorkers = 64;
+
+std::error_code lastError() {
+    return {errno, std::generic_category()};
+}
+
+// Closes a descriptor when it goes out of scope; a failing close of a written file is an error
+// of its own (a full disk may only show there), so that one is closed by hand.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
+
+private:
+    int fd_;
+};
+
+}  // namespace
+
+TreeCopy::TreeCopy(const std::atomic<bool>& stop, std::atomic<std::uint64_t>& copied, int workers,
+                   std::optional<FileOwner> owner)
+    : stop_(stop), copied_(copied), workers_(std::clamp(workers, 1, kMaxWorkers)), owner_(owner) {}
+
+TreeCopy::~TreeCopy() {
+    for (std::thread& helper : helpers_) {
+        if (helper.joinable()) {
+            helper.join();
+        }
+    }
+}
+
+int TreeCopy::workerCount() {
+    if (const char* text = std::getenv("VELA_COPY_WORKERS")) {
+        char* end = nullptr;
+        long count = std::strtol(text, &end, 10);
+        if (end != text && *end == '\0' && count >= 1 && count <= kMaxWorkers) {
+            return static_cast<int>(count);
+        }
+    }
+    return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+}
+
+std::error_code TreeCopy::run(const std::string& source, const std::string& target,
+                              const std::function<void(std::uint64_t)>& measured) {
+    std::uint64_t total = 0;
+    walk(source, target, &total);
+    {
+        std::lock_guard lock(mutex_);
+        walkDone_ = true;
+    }
+    queued_.notify_all();
+    if (!stopped()) {
+        measured(total);
+    }
+    work();
+    for (std::thread& helper : helpers_) {
+        helper.join();
+    }
+    helpers_.clear();
+    if (!stopped()) {
+        finishDirectories();
+    }
+    std::lock_guard lock(mutex_);
+    if (error_) {
+        return error_;
+    }
+    return stop_.load() ? std::make_error_code(std::errc::operation_canceled) : std::error_code{};
+}
+
+bool TreeCopy::stopped() const {
+    return stop_.load() || failed_.load();
+}
+
+void TreeCopy::fail(std::error_code error) {
+    {
+        std::lock_guard lock(mutex_);
+        if (!error_) {
+            error_ = error;
+        }
+        failed_ = true;
+    }
+    queued_.notify_all();
+}
+
+// Directories are created as the walk meets them, so every queued file has its folder; links
+// are made at once, they cost one call each.
+void TreeCopy::walk(const std::string& source, const std::string& target, std::uint64_t* total) {
+    std::string root = source;
+    char* paths[] = {root.data(), nullptr};
+    FTS* tree = ::fts_open(paths, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
+    if (tree == nullptr) {
+        fail(lastError());
+        return;
+    }
+    std::deque<std::string> directoryTargets;  // stable addresses for fts_pointer
+    errno = 0;
+    while (FTSENT* entry = ::fts_read(tree)) {
+        if (stopped()) {
+            break;
+        }
+        if (entry->fts_info == FTS_DP) {
+            continue;
+        }
+        const std::string here = entry->fts_level == 0
+                                     ? target
+                                     : *static_cast<std::string*>(entry->fts_parent->fts_pointer) +
+                                           "/" + entry->fts_name;
+        switch (entry->fts_info) {
+            case FTS_D:
+                if (::mkdir(here.c_str(), 0700) != 0) {
+                    fail(lastError());
+                    break;
+                }
+                directoryTargets.push_back(here);
+                entry->fts_pointer = &directoryTargets.back();
+                directories_.push_back({entry->fts_path, here, *entry->fts_statp});
+                break;
+            case FTS_F:
+                *total += static_cast<std::uint64_t>(entry->fts_statp->st_size);
+                queueFile(
+                    {static_cast<std::uint64_t>(entry->fts_statp->st_size), entry->fts_path, here});
+                break;
+            case FTS_SL:
+            case FTS_SLNONE:
+                copyLink(entry->fts_path, here, *entry->fts_statp);
+                break;
+            case FTS_NS:
+            case FTS_DNR:
+            case FTS_ERR:
+                fail({entry->fts_errno, std::generic_category()});
+                break;
+            default:  // devices, sockets, pipes, a loop
+                fail(std::make_error_code(std::errc::not_supported));
+                break;
+        }
+        errno = 0;
+    }
+    if (errno != 0 && !stopped()) {
+        fail(lastError());
+    }
+    ::fts_close(tree);
+}
+
+void TreeCopy::queueFile(File file) {
+    if (workers_ == 1) {
+        // One worker: the walk finishes first, then the same thread copies.
+        files_.push(std::move(file));
+        return;
+    }
+    bool second = false;
+    {
+        std::lock_guard lock(mutex_);
+        files_.push(std::move(file));
+        second = files_.size() == 2;
+    }
+    queued_.notify_one();
+    // Helpers from the second file on: copying a single file needs no thread.
+    if (second && helpers_.empty()) {
+        for (int i = 1; i < workers_; ++i) {
+            helpers_.emplace_back([this] { work(); });
+        }
+    }
+}
+
+void TreeCopy::work() {
+    for (;;) {
+        std::optional<File> file;
+        {
+            std::unique_lock lock(mutex_);
+            queued_.wait(lock, [this] { return !files_.empty() || walkDone_ || stopped(); });
+            if (stopped() || files_.empty()) {
+                return;
+            }
+            file = files_.top();
+            files_.pop();
+        }
+        copyFile(*file);
+    }
+}
+
+void TreeCopy::copyFile(const File& file) {
+    // Non-blocking so that a pipe swapped in since the walk cannot hang the copy.
+    Descriptor from(::open(file.source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (from.get() < 0) {
+        fail(lastError());
+        return;
+    }
+    struct stat info {};
+    if (::fstat(from.get(), &info) != 0) {
+        fail(lastError());
+        return;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        fail(std::make_error_code(std::errc::not_supported));
+        return;
+    }
+    Descriptor to(
+        ::open(file.target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (to.get() < 0) {
+        fail(lastError());
+        return;
+    }
+    std::error_code ec = copyFileData(from.get(), to.get(), [this](std::uint64_t bytes) {
+        copied_ += bytes;
+        return !stopped();
+    });
+    if (!ec) {
+        ec = finishItem(from.get(), to.get(), info);
+    }
+    if (::close(to.release()) != 0 && !ec) {
+        ec = lastError();
+    }
+    if (ec) {
+        fail(ec);
+    }
+}
+
+void TreeCopy::copyLink(const std::string& source, const std::string& target,
+                        const struct stat& info) {
+    std::string text(static_cast<std::size_t>(info.st_size) + 1, '\0');
+    ssize_t length = ::readlink(source.c_str(), text.data(), text.size());
+    if (length < 0) {
+        fail(lastError());
+        return;
+    }
+    if (static_cast<std::size_t>(length) == text.size()) {
+        // Replaced by a longer link since the walk read it.
+        fail(std::make_error_code(std::errc::resource_unavailable_try_again));
+        return;
+    }
+    text.resize(static_cast<std::size_t>(length));
+    const std::array<struct timespec, 2> times = accessAndModificationTimes(info);
+    if (::symlink(text.c_str(), target.c_str()) != 0 ||
+        (owner_ && ::lchown(target.c_str(), owner_->uid, owner_->gid) != 0) ||
+        ::utimensat(AT_FDCWD, target.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) {
+        fail(lastError());
+    }
+}
+
+// Modes and times last, deepest first: a read-only source directory can still be filled, and
+// filling a directory does not change the time it was given.
+void TreeCopy::finishDirectories() {
+    for (auto it = directories_.rbegin(); it != directories_.rend() && !stopped(); ++it) {
+        Descriptor from(
+            ::open(it->source.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        Descriptor to(::open(it->target.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (from.get() < 0 || to.get() < 0) {
+            fail(lastError());
+            return;
+        }
+        if (std::error_code ec = finishItem(from.get(), to.get(), it->info)) {
+            fail(ec);
+        }
+    }
+}
+
+// Owner before mode: a change of owner may clear the set-id bits that the mode restores.
+std::error_code TreeCopy::finishItem(int from, int to, const struct stat& info) const {
+    if (std::error_code ec = copyFileExtras(from, to)) {
+        return ec;
+    }
+    const std::array<struct timespec, 2> times = accessAndModificationTimes(info);
+    if ((owner_ && ::fchown(to, owner_->uid, owner_->gid) != 0) ||
+        ::fchmod(to, info.st_mode & 07777) != 0 || ::futimens(to, times.data()) != 0) {
+        return lastError();
+    }
+    return {};
+}
+
+}  // namespace vela

@@ -80,7 +80,7 @@ CopyBench::CopyBench(const Workbench& bench) : bench_(bench) {
 
 std::optional<CopyRound> CopyBench::round(int run) {
     CopyRound times;
-    constexpr int kSteps = 6;
+    constexpr int kSteps = 5;
     for (int step = 0; step < kSteps; ++step) {
         bool done = true;
         switch ((run + step) % kSteps) {
@@ -98,11 +98,8 @@ std::optional<CopyRound> CopyBench::round(int run) {
                 done = (times.install2Ms =
                             timeFrontEnd(run, 2, &times.peakMemoryKiB).value_or(-1)) >= 0;
                 break;
-            case 4:
-                done = timeEngineCopy(run, &times);
-                break;
             default:
-                done = (times.engineOwnedMs = timeEngineCopyOwned(run).value_or(-1)) >= 0;
+                done = timeEngineCopy(run, &times);
                 break;
         }
         if (!done) {
@@ -214,42 +211,8 @@ bool CopyBench::timeEngineCopy(int run, CopyRound* round) {
     return true;
 }
 
-// The same copy giving every item its final owner as it is created: what the ownership costs
-// inside the copy, against the chown -R walk after it.
-std::optional<double> CopyBench::timeEngineCopyOwned(int run) {
-    const group* admin = ::getgrnam("admin");
-    if (admin == nullptr) {
-        std::fprintf(stderr, "InstallBench: no group admin\n");
-        return std::nullopt;
-    }
-    const FileOwner owner{0, admin->gr_gid};
-    const std::string dest = bench_.work + "/engine-owned-" + std::to_string(run);
-    std::error_code ec;
-    fs::create_directories(dest, ec);
-    bench_.settle();
-    const Clock::time_point begin = Clock::now();
-    std::atomic<bool> never{false};
-    std::atomic<std::uint64_t> copied{0};
-    std::error_code failed;
-    for (const char* name : {"VELA.app", "VELA-Uninstaller.app"}) {
-        if (!failed) {
-            failed = TreeCopy(never, copied, TreeCopy::workerCount(), owner)
-                         .run(bench_.macos() + name, dest + "/" + name, [](std::uint64_t) {});
-        }
-    }
-    const double ms = msBetween(begin, Clock::now());
-    const bool complete = bench_.holdsBothBundles(dest);
-    removeTree(dest);
-    if (failed || !complete) {
-        std::fprintf(stderr, "InstallBench: engine copy with owner failed (%s)\n",
-                     failed.message().c_str());
-        return std::nullopt;
-    }
-    return ms;
-}
-
 void CopyBench::report(const std::vector<CopyRound>& rounds, double goal) {
-    std::vector<double> cp, halves, install1, install2, ratio1, ratio2, engine, owned, chown;
+    std::vector<double> cp, halves, install1, install2, ratio1, ratio2, engine, chown;
     long peak = 0;
     for (const CopyRound& r : rounds) {
         cp.push_back(r.cpMs);
@@ -259,7 +222,6 @@ void CopyBench::report(const std::vector<CopyRound>& rounds, double goal) {
         ratio1.push_back(r.install1Ms / r.cpMs);
         ratio2.push_back(r.install2Ms / r.cpMs);
         engine.push_back(r.engineCopyMs);
-        owned.push_back(r.engineOwnedMs);
         chown.push_back(r.chownMs);
         peak = std::max(peak, r.peakMemoryKiB);
     }
@@ -286,7 +248,6 @@ void CopyBench::report(const std::vector<CopyRound>& rounds, double goal) {
     std::printf("  where the difference goes:\n");
     printRow("engine copy alone, no progress polls (ms)", engine, " %7.0f");
     printRow("chown -R root:admin after it (ms)", chown, " %7.0f");
-    printRow("engine copy setting root:admin per item (ms)", owned, " %7.0f");
 }
 
 }  // namespace vela::bench

@@ -16,7 +16,6 @@ struct CopyRound {
     double install1Ms = 0;     // front end with one copy worker
     double install2Ms = 0;     // front end with two
     double engineCopyMs = 0;   // the engine's copy alone, as many workers as cores
-    double engineOwnedMs = 0;  // the same, setting root:admin on each item as it is created
     double chownMs = 0;        // chown -R root:admin after the plain engine copy
     long peakMemoryKiB = 0;    // of the front end, the larger of its two runs
 };
@@ -37,7 +36,6 @@ private:
     std::optional<double> timeCpHalves(int run);
     std::optional<double> timeFrontEnd(int run, int workers, long* peakMemoryKiB);
     bool timeEngineCopy(int run, CopyRound* round);
-    std::optional<double> timeEngineCopyOwned(int run);
 
     const Workbench& bench_;
     // Each half: shell commands that copy about half of the bytes of both bundles.

@@ -106,7 +106,7 @@ void FileCopyUtil::startCopy() {
     }
     std::optional<std::string> source = sourcePath_;
     std::string target = targetPath_;
-    QThreadPool::globalInstance()->start([this, source, target, owner = owner_] {
+    QThreadPool::globalInstance()->start([this, source, target] {
         std::error_code error;
         std::error_code ec;
         if (itemExists(target)) {
@@ -124,7 +124,7 @@ void FileCopyUtil::startCopy() {
         } else if (!source) {
             error = std::make_error_code(std::errc::no_such_file_or_directory);
         } else {
-            TreeCopy copy(stopRequested_, copiedBytes_, TreeCopy::workerCount(), owner);
+            TreeCopy copy(stopRequested_, copiedBytes_, TreeCopy::workerCount());
             error = copy.run(*source, target, [this](std::uint64_t total) {
                 sourceBytes_ = total;
                 sourceMeasured_ = true;

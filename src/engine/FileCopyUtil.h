@@ -36,10 +36,6 @@ public:
     void stopAndWait();
     bool isCopying() const;
 
-    /// Main thread, between copies. Gives every item that later copies create this owner and
-    /// group as it is created (none: the copier's own).
-    void setOwner(std::optional<FileOwner> owner) { owner_ = owner; }
-
     /// Copies at once on the calling thread, replacing an existing target. Returns the error of
     /// the removal (then nothing is copied) or of the copy.
     static std::error_code syncCopyAtPath(const std::optional<std::string>& source,
@@ -60,7 +56,6 @@ private:
     std::atomic<std::uint64_t> sourceBytes_{0};
     std::atomic<bool> sourceMeasured_{false};
     std::atomic<std::uint64_t> copiedBytes_{0};
-    std::optional<FileOwner> owner_;
 
     // A copy is scheduled from copyFileAtPath until its worker starts. Workers are counted, not
     // flagged: the next copy is scheduled from inside the previous worker's completion, before

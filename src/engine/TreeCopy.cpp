@@ -44,9 +44,8 @@ private:
 
 }  // namespace
 
-TreeCopy::TreeCopy(const std::atomic<bool>& stop, std::atomic<std::uint64_t>& copied, int workers,
-                   std::optional<FileOwner> owner)
-    : stop_(stop), copied_(copied), workers_(std::clamp(workers, 1, kMaxWorkers)), owner_(owner) {}
+TreeCopy::TreeCopy(const std::atomic<bool>& stop, std::atomic<std::uint64_t>& copied, int workers)
+    : stop_(stop), copied_(copied), workers_(std::clamp(workers, 1, kMaxWorkers)) {}
 
 TreeCopy::~TreeCopy() {
     for (std::thread& helper : helpers_) {
@@ -258,7 +257,6 @@ void TreeCopy::copyLink(const std::string& source, const std::string& target,
     text.resize(static_cast<std::size_t>(length));
     const std::array<struct timespec, 2> times = accessAndModificationTimes(info);
     if (::symlink(text.c_str(), target.c_str()) != 0 ||
-        (owner_ && ::lchown(target.c_str(), owner_->uid, owner_->gid) != 0) ||
         ::utimensat(AT_FDCWD, target.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) {
         fail(lastError());
     }
@@ -281,14 +279,12 @@ void TreeCopy::finishDirectories() {
     }
 }
 
-// Owner before mode: a change of owner may clear the set-id bits that the mode restores.
 std::error_code TreeCopy::finishItem(int from, int to, const struct stat& info) const {
     if (std::error_code ec = copyFileExtras(from, to)) {
         return ec;
     }
     const std::array<struct timespec, 2> times = accessAndModificationTimes(info);
-    if ((owner_ && ::fchown(to, owner_->uid, owner_->gid) != 0) ||
-        ::fchmod(to, info.st_mode & 07777) != 0 || ::futimens(to, times.data()) != 0) {
+    if (::fchmod(to, info.st_mode & 07777) != 0 || ::futimens(to, times.data()) != 0) {
         return lastError();
     }
     return {};

@@ -17,12 +17,6 @@
 
 namespace vela {
 
-/// Owner and group that a copy gives every item it creates.
-struct FileOwner {
-    uid_t uid;
-    gid_t gid;
-};
-
 /// One copy of a file or a directory tree by a small pool of workers: one thread walks the
 /// source, creating directories and links at once and queueing regular files, largest first;
 /// the others copy files as soon as they are queued, and the walker joins them when its walk
@@ -31,9 +25,8 @@ struct FileOwner {
 class TreeCopy {
 public:
     /// `stop` is read between items and between chunks of a file; `copied` grows by each chunk
-    /// written. `owner`, when given, is set on every item as it is created.
-    TreeCopy(const std::atomic<bool>& stop, std::atomic<std::uint64_t>& copied, int workers,
-             std::optional<FileOwner> owner = std::nullopt);
+    /// written.
+    TreeCopy(const std::atomic<bool>& stop, std::atomic<std::uint64_t>& copied, int workers);
     ~TreeCopy();
     TreeCopy(const TreeCopy&) = delete;
     TreeCopy& operator=(const TreeCopy&) = delete;
@@ -75,7 +68,6 @@ private:
     const std::atomic<bool>& stop_;
     std::atomic<std::uint64_t>& copied_;
     const int workers_;
-    const std::optional<FileOwner> owner_;
 
     std::mutex mutex_;
     std::condition_variable queued_;

@@ -107,31 +107,6 @@ TEST_F(FileCopy, CopiesATreeItemForItemWithRisingProgress) {
     }
 }
 
-// An owner given to the copier lands on every item, and the set-id bits survive the change.
-TEST_F(FileCopy, GivesEveryItemTheOwnerItWasAskedFor) {
-    makeMixedTree(source);
-    ScopedEnvironment count("VELA_COPY_WORKERS", "3");
-    Receiver receiver;
-    FileCopyUtil copier(&receiver);
-    copier.setOwner(FileOwner{65534, 65534});
-    copier.copyFileAtPath(source, target);
-    ASSERT_TRUE(waitUntil([&] { return receiver.finished.load(); }));
-    ASSERT_FALSE(receiver.result) << receiver.result.message();
-    std::vector<std::string> items = {target};
-    for (fs::recursive_directory_iterator it(target), end; it != end; ++it) {
-        items.push_back(it->path().string());
-    }
-    for (const std::string& item : items) {
-        struct stat info {};
-        ASSERT_EQ(::lstat(item.c_str(), &info), 0) << item;
-        EXPECT_EQ(info.st_uid, 65534u) << item;
-        EXPECT_EQ(info.st_gid, 65534u) << item;
-    }
-    struct stat setId {};
-    ASSERT_EQ(::lstat((target + "/Contents/MacOS/empty").c_str(), &setId), 0);
-    EXPECT_EQ(setId.st_mode & 07777, 04755u);
-}
-
 // Whatever goes wrong, the copy ends with one report of the first error, every worker stopped.
 TEST_F(FileCopy, ReportsTheFirstErrorWithAnyNumberOfWorkers) {
     struct Case {

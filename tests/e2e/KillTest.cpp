@@ -20,23 +20,9 @@ constexpr std::uintmax_t kPayload = 320u << 20;
 // The tree of the target that an installation owns; the vendor folders and the lock that any
 // run leaves, killed or not, and the record that only a run that ended writes, are left out.
 std::string installedTree(const TempInstallRoot& root) {
-    std::string tree = snapshotTree(root.root());
-    std::string kept;
-    std::size_t at = 0;
-    while (at < tree.size()) {
-        std::size_t end = tree.find('\n', at);
-        std::string line = tree.substr(at, end - at + 1);
-        at = end + 1;
-        if (line.find(".install-lock") != std::string::npos ||
-            line.find("last-install.json") != std::string::npos ||
-            line.rfind("Applications/Quillmark mode=", 0) == 0 ||
-            line.rfind("Library/Application Support/Quillmark mode=", 0) == 0 ||
-            line.rfind("Library/Application Support/Quillmark/VELA mode=", 0) == 0) {
-            continue;
-        }
-        kept += line;
-    }
-    return kept;
+    std::vector<std::string> leaveOut = kVendorFolders;
+    leaveOut.insert(leaveOut.end(), {".install-lock", "last-install.json"});
+    return snapshotTree(root.root(), leaveOut);
 }
 
 enum class Kind { New, SameVersion, OlderVersion };
@@ -46,20 +32,16 @@ protected:
     void SetUp() override {
         older_ = root.base() + "/Older.app";
         fs::copy(VELA_TEST_BUNDLE_DIR, older_, fs::copy_options::recursive);
-        std::string info = readFile(older_ + "/Contents/Info.plist");
-        const std::string key = "<key>CFBundleShortVersionString</key>";
-        std::size_t open = info.find("<string>", info.find(key));
-        std::size_t close = info.find("</string>", open);
-        info.replace(open, close - open, "<string>1.0");
-        writeFile(older_ + "/Contents/Info.plist", info);
+        setVersion(older_, "1.0");
         growPayload("VELA.app", kPayload, 48);
         growPayload("VELA-Uninstaller.app", kPayload / 4, 12);
     }
 
     // The state before the run that is killed.
     void prepare() {
-        for (const char* path : {"/Applications/Quillmark", "/Library/Application Support/Quillmark",
-                                 "/Library/LaunchAgents/com.quillmark.VELA.plist"}) {
+        for (const char* path :
+             {"/Applications/Quillmark", "/Library/Application Support/Quillmark",
+              "/Library/LaunchAgents/com.quillmark.VELA.plist"}) {
             fs::remove_all(root.at(path));
         }
         if (GetParam() == Kind::New) {
@@ -92,8 +74,11 @@ protected:
         const std::string after = installedTree(root);
         EXPECT_TRUE(after == before_ || after == complete_)
             << "neither the state before nor the complete installation; " << repaired.out
-            << repaired.err << "\nbefore:\n" << before_ << "\nafter:\n" << after;
-        EXPECT_FALSE(exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
+            << repaired.err << "\nbefore:\n"
+            << before_ << "\nafter:\n"
+            << after;
+        EXPECT_FALSE(
+            exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
         if (after == complete_) {
             ++completed_;
         } else {

@@ -110,10 +110,10 @@ TEST_F(PkexecBackend, AToolStartedWithoutWaitingIsReapedWhenItEnds) {
                                     "while [ ! -e go ]; do sleep 0.01; done\n");
     PkexecElevation elevation(script("pkexec", "exec \"$@\"\n"));
     ASSERT_TRUE(privilegesExecuteWithTool(elevation, tool, {}));
-    ASSERT_TRUE(waitUntil([&] { return !readFile(pidFile).empty(); }, 60000));
+    ASSERT_TRUE(waitUntil([&] { return !readFile(pidFile).empty(); }, 10000, "the tool's start"));
     writeFile(root.base() + "/bin/go", "");
     const std::string proc = "/proc/" + std::to_string(std::stoi(readFile(pidFile)));
-    EXPECT_TRUE(waitUntil([&] { return !exists(proc); }, 60000))
+    EXPECT_TRUE(waitUntil([&] { return !exists(proc); }, 10000, "the tool reaped"))
         << "left behind: " << readFile(proc + "/stat");
 }
 

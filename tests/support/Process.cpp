@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <QDeadlineTimer>
 #include <QThread>
 
@@ -20,7 +22,8 @@ namespace vela::test {
 namespace fs = std::filesystem;
 
 Process::Process(std::vector<std::string> argv, std::map<std::string, std::string> environment,
-                 std::optional<uid_t> asUser) {
+                 std::optional<uid_t> asUser)
+    : program_(argv.empty() ? std::string() : argv.front()) {
     std::string pattern = (fs::temp_directory_path() / "vela-proc-XXXXXX").string();
     int outFd = ::mkstemp(pattern.data());
     outPath_ = pattern;
@@ -104,6 +107,10 @@ int Process::wait(int timeoutMs) {
             ::kill(pid_, SIGKILL);
             ::waitpid(pid_, &raw, 0);
             status_ = -1;
+            if (timeoutMs > 0) {
+                ADD_FAILURE() << "waited " << timeoutMs << " ms in vain for the end of "
+                              << program_;
+            }
             return -1;
         }
         QThread::msleep(2);

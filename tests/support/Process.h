@@ -22,13 +22,15 @@ public:
 
     pid_t pid() const { return pid_; }
     void signal(int signal) const;
-    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed).
+    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed,
+    /// and unless `timeoutMs` is 0, which asks whether it still runs, the test fails naming it).
     int wait(int timeoutMs = 120000);
     std::string out() const;
     std::string err() const;
 
 private:
     pid_t pid_ = -1;
+    std::string program_;
     std::string outPath_;
     std::string errPath_;
     std::optional<int> status_;

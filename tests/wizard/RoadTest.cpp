@@ -236,12 +236,13 @@ TEST_F(WizardRoad, CancelDuringTheCopyUndoesTheRunAndEndsTheApplication) {
             click(start->installButton());
             auto* installation = waitForPage<InstallationViewController>(window);
             ASSERT_NE(installation, nullptr);
-            ASSERT_TRUE(waitUntil(
+            ASSERT_TRUE(waitOnPage(
+                window,
                 [&] {
                     return installation->cancelButton()->isEnabled() &&
                            installation->installationProgressBar()->value() > 0;
                 },
-                30000, "Cancel enabled and the bar moving"));
+                "Cancel enabled and the bar moving"));
             clickedDuringCopy = installation->installationProgressBar()->value() <
                                 50 * InstallationViewController::kProgressScale;
             click(installation->cancelButton());
@@ -276,6 +277,7 @@ TEST_F(WizardRoad, AUserOutsideAdminIsRefusedAndNothingChanges) {
         auto* start = waitForPage<InstallStartViewController>(window);
         ASSERT_NE(start, nullptr);
         click(start->installButton());
+        waitUntil([&] { return !alerts.empty(); }, 5000, "the refusal's alert");
     });
     EXPECT_EQ(status, 0) << "the application ends";
     ASSERT_EQ(alerts.size(), 1u);

@@ -46,7 +46,8 @@ TEST_F(InJapanese, TheNewInstallationWhileItsBarMovesInSteps) {
             QProgressBar* bar = installation->installationProgressBar();
             QObject::connect(bar, &QProgressBar::valueChanged,
                              [&values](int v) { values.push_back(v); });
-            ASSERT_TRUE(waitUntil([&] { return bar->value() >= 200; }, 30000, "the bar at 2 %"));
+            ASSERT_TRUE(waitOnPage(
+                window, [&] { return bar->value() >= 200; }, "the bar at 2 %"));
             shoot(window, QStringLiteral("ja-2-installation"));
             auto* complete = waitForPage<InstallCompleteViewController>(window);
             ASSERT_NE(complete, nullptr);

@@ -66,7 +66,13 @@ int WizardFixture::runWizard(const std::function<void(WizardWindow&)>& script,
         window->setInstallerBundle(*bundle);
     }
     window->show();
-    QTimer::singleShot(0, window.get(), [&script, &window] { script(*window); });
+    // A road that has failed ends at once rather than wait for a click that never comes.
+    QTimer::singleShot(0, window.get(), [&script, &window] {
+        script(*window);
+        if (testing::Test::HasFailure()) {
+            QCoreApplication::exit(-1);
+        }
+    });
     QTimer watchdog;
     watchdog.setSingleShot(true);
     QObject::connect(&watchdog, &QTimer::timeout, [] { QCoreApplication::exit(-1); });
@@ -126,6 +132,17 @@ bool WizardFixture::stoppedElsewhere(const WizardWindow& window) {
            (page->identifier() == QLatin1String("InstallFailureViewController") ||
             page->identifier() == QLatin1String("InstallCompleteViewController") ||
             page->identifier() == QLatin1String("TutorialViewController"));
+}
+
+bool WizardFixture::waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
+                               const char* awaited, int timeoutMs) {
+    waitUntil([&] { return condition() || stoppedElsewhere(window); }, timeoutMs);
+    const bool held = condition();
+    if (!held) {
+        ADD_FAILURE() << "waited in vain for " << awaited << ", the window shows "
+                      << shownPage(window);
+    }
+    return held;
 }
 
 std::string WizardFixture::shownPage(const WizardWindow& window) {

@@ -38,7 +38,8 @@ protected:
 
     /// Shows a new wizard window (installing from `bundle` when given) and runs the
     /// application's event loop with `script` started inside it. Returns the loop's status once
-    /// the application has ended; -1 if it had not ended after a generous watchdog.
+    /// the application has ended; -1 at once when the test has failed by the script's end, or
+    /// if it had not ended after a generous watchdog.
     int runWizard(const std::function<void(WizardWindow&)>& script,
                   const std::optional<Bundle>& bundle = std::nullopt);
 
@@ -60,6 +61,10 @@ protected:
         }
         return page;
     }
+    /// Waits until `condition` holds on the page shown. Fails the test at once, naming
+    /// `awaited` and the page shown, when the road stops elsewhere, or after `timeoutMs`.
+    static bool waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
+                           const char* awaited, int timeoutMs = 20000);
     /// Whether the window is closed or shows a page that only a click leaves.
     static bool stoppedElsewhere(const WizardWindow& window);
     /// The identifier of the page the window shows, or what it shows instead.

@@ -118,7 +118,8 @@ TEST_P(Kill, AtAnyMomentIsRepairedToBeforeOrToComplete) {
           "[INFO] Terminating desktop application", "[INFO] Removing Other generations ",
           "[INFO] Removing link to applications", "[INFO] installer created link to applications",
           "[INFO] Removing old help file", "[INFO] End Installation process"}) {
-        killRepairAndCheck(step, [this, step](Process&) { waitForLog(step, 20000); });
+        // Some steps belong to some kinds of run only: the others are killed at their end.
+        killRepairAndCheck(step, [this, step](Process&) { waitForLog(step, 20000, false); });
     }
     EXPECT_GT(undone_, 0);
     EXPECT_GT(completed_, 0);

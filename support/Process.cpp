@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -37,7 +38,8 @@ std::string readText(const std::string& path) {
 }  // namespace
 
 Process::Process(std::vector<std::string> argv, std::map<std::string, std::string> environment,
-                 std::optional<uid_t> asUser) {
+                 std::optional<uid_t> asUser)
+    : program_(argv.empty() ? std::string() : argv.front()) {
     int outFd = -1;
     int errFd = -1;
     outPath_ = makeTempFile(&outFd);
@@ -127,6 +129,10 @@ int Process::wait(int timeoutMs) {
             ::kill(pid_, SIGKILL);
             ::waitpid(pid_, &raw, 0);
             status_ = -1;
+            if (timeoutMs > 0) {
+                std::fprintf(stderr, "waited %d ms in vain for the end of %s\n", timeoutMs,
+                             program_.c_str());
+            }
             return -1;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));

@@ -22,7 +22,8 @@ public:
 
     pid_t pid() const { return pid_; }
     void signal(int signal) const;
-    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed)
+    /// Waits for the end; the exit status, or 128 + signal. -1 on timeout (the child is killed,
+    /// and unless `timeoutMs` is 0, which asks whether it still runs, standard error names it)
     /// or when it could not start.
     int wait(int timeoutMs = 120000);
     /// Largest resident set the child had, once it has ended, as the system counts it (KiB on
@@ -33,6 +34,7 @@ public:
 
 private:
     pid_t pid_ = -1;
+    std::string program_;
     std::string outPath_;
     std::string errPath_;
     std::optional<int> status_;

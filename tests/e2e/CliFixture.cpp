@@ -60,23 +60,22 @@ std::vector<std::string> CliFixture::logMessages() const {
 }
 
 long CliFixture::logIndexOf(const std::string& text, long from) const {
-    std::vector<std::string> messages = logMessages();
-    for (long i = from; i < static_cast<long>(messages.size()); ++i) {
-        if (messages[static_cast<std::size_t>(i)].find(text) != std::string::npos) {
-            return i;
-        }
-    }
-    return -1;
+    return indexOf(logMessages(), text, from);
 }
 
 bool CliFixture::logContains(const std::string& text) const {
     return logIndexOf(text) >= 0;
 }
 
-bool CliFixture::waitForLog(const std::string& text, int timeoutMs) const {
+bool CliFixture::waitForLog(const std::string& text, int timeoutMs, bool required,
+                            long from) const {
     QDeadlineTimer deadline(timeoutMs);
-    while (!logContains(text)) {
+    while (logIndexOf(text, from) < 0) {
         if (deadline.hasExpired()) {
+            if (!required) {
+                return false;
+            }
+            ADD_FAILURE() << "waited " << timeoutMs << " ms in vain for the log line: " << text;
             return false;
         }
         QThread::msleep(2);
@@ -88,6 +87,15 @@ std::string CliFixture::useBundleCopy() {
     bundle = root.base() + "/Installer Copy.app";
     fs::copy(VELA_TEST_BUNDLE_DIR, bundle, fs::copy_options::recursive);
     return bundle;
+}
+
+void CliFixture::setVersion(const std::string& path, const std::string& version) {
+    const std::string plist = path + "/Contents/Info.plist";
+    std::string info = readFile(plist);
+    const std::size_t open =
+        info.find("<string>", info.find("<key>CFBundleShortVersionString</key>"));
+    info.replace(open, info.find("</string>", open) - open, "<string>" + version);
+    writeFile(plist, info);
 }
 
 void CliFixture::growPayload(const std::string& app, std::uintmax_t bytes, int files) {

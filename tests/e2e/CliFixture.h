@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "LogReader.h"
 #include "Process.h"
 #include "TempInstallRoot.h"
 
@@ -34,8 +35,10 @@ protected:
     bool logContains(const std::string& text) const;
     /// Index of the first message containing `text` at or after `from`, or -1.
     long logIndexOf(const std::string& text, long from = 0) const;
-    /// Waits until the log holds `text` (the front end writes its log asynchronously).
-    bool waitForLog(const std::string& text, int timeoutMs = 60000) const;
+    /// Waits until the log holds `text` (the front end writes its log asynchronously); when it
+    /// does not come in time and `required`, fails the test naming `text`.
+    bool waitForLog(const std::string& text, int timeoutMs = 20000, bool required = true,
+                    long from = 0) const;
 
     /// A copy of the built installer bundle to change; the front end then uses it.
     std::string useBundleCopy();
@@ -44,6 +47,8 @@ protected:
     /// inside `app` ("VELA.app" or "VELA-Uninstaller.app") of the bundle copy, so that copying
     /// it takes a while.
     void growPayload(const std::string& app, std::uintmax_t bytes, int files);
+    /// Gives the installer bundle at `path` the version `version` (empty: an empty version).
+    static void setVersion(const std::string& path, const std::string& version);
     /// Runs a plain installation from the built bundle, so that a previous generation exists.
     void installPreviousGeneration();
 

@@ -61,8 +61,8 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
     writeFile(root.at("/Users/alice/Library/Application Support/Quillmark/VELA/VELA.config.plist"),
               "");
     writeFile(root.at("/Users/bob/Library/Application Support/Quillmark/VELA/VELA.font.plist"), "");
-    auto outsider = startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app",
-                                     false);
+    auto outsider =
+        startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app", false);
 
     // Before: not installed, and a dry run plans the run in its order without changing a thing.
     const std::string untouched = snapshotTree(root.root());
@@ -136,23 +136,19 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
         exists(root.at("/Users/bob/Library/Application Support/Quillmark/VELA/VELA.font.plist")));
 
     // The steps in their order, and every command line with the root's blank escaped.
-    long at = 0;
-    for (const char* step :
-         {"[INFO] Device Installer module starting by root", "[INFO] The log mode has been DEBUG.",
-          "[INFO] Loaded Installation Process version: " VELA_TEST_VERSION,
-          "[INFO] Start Install for desktop application", "found 0 itme(s) in ",
-          "[INFO] End check user root in admin group(with admin)",
-          "[INFO] Start Installation process", "[INFO] Configuration file counts = 2",
-          "[INFO] Created directory for configuration of the device license mode: ",
-          "statinfo for ", "[INFO] Copy help file of the device license mode: ", "[INFO] Copy ",
-          "copying uninstaller module", "copied all modules",
-          "[INFO] Created completely offline flag file for the device license mode: ",
-          "[INFO] installer created link to applications: ", "[INFO] End Installation process",
-          "[INFO] Launch desktop application"}) {
-        long next = logIndexOf(step, at);
-        ASSERT_GE(next, 0) << "missing or out of order: " << step;
-        at = next;
-    }
+    EXPECT_TRUE(inOrder(
+        logMessages(),
+        {"[INFO] Device Installer module starting by root", "[INFO] The log mode has been DEBUG.",
+         "[INFO] Loaded Installation Process version: " VELA_TEST_VERSION,
+         "[INFO] Start Install for desktop application", "found 0 itme(s) in ",
+         "[INFO] End check user root in admin group(with admin)",
+         "[INFO] Start Installation process", "[INFO] Configuration file counts = 2",
+         "[INFO] Created directory for configuration of the device license mode: ", "statinfo for ",
+         "[INFO] Copy help file of the device license mode: ", "[INFO] Copy ",
+         "copying uninstaller module", "copied all modules",
+         "[INFO] Created completely offline flag file for the device license mode: ",
+         "[INFO] installer created link to applications: ", "[INFO] End Installation process",
+         "[INFO] Launch desktop application"}));
     // The admin-writable device directory is never re-owned recursively: a hard link planted in
     // it would hand its target to root:admin.
     EXPECT_FALSE(logContains("chown -R root:admin " + root.base() +
@@ -169,25 +165,20 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
 
 TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplication) {
     auto app = startApplication(generation("1.0") + "/VELA.app", false);
-    auto outsider = startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app",
-                                     false);
+    auto outsider =
+        startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app", false);
     // The dry run names every generation it would move or remove and the process it would stop,
     // and stops nothing.
     const std::string before = snapshotTree(root.root());
     RunResult dry = install({"--dry-run"});
     EXPECT_EQ(dry.status, 0) << dry.err;
     const std::string aside = generation() + ".old";
-    long at = 0;
-    for (const std::string& step :
-         {"remove " + generation("0.9.old") + " ", "move aside " + generation() + " (to " + aside,
-          "stop " + std::to_string(app->pid()) + " " + generation("1.0") + "/VELA.app/",
-          "remove " + generation("1.0") + " (other generation)", "remove " + aside + " ",
-          std::string("link ") + root.at("/Applications/Quillmark/VELA")}) {
-        std::size_t next = dry.out.find(step, static_cast<std::size_t>(at));
-        ASSERT_NE(next, std::string::npos) << "missing or out of order: " << step << "\n"
-                                           << dry.out;
-        at = static_cast<long>(next);
-    }
+    EXPECT_TRUE(inOrder(
+        linesOf(dry.out),
+        {"remove " + generation("0.9.old") + " ", "move aside " + generation() + " (to " + aside,
+         "stop " + std::to_string(app->pid()) + " " + generation("1.0") + "/VELA.app/",
+         "remove " + generation("1.0") + " (other generation)", "remove " + aside + " ",
+         std::string("link ") + root.at("/Applications/Quillmark/VELA")}));
     EXPECT_EQ(snapshotTree(root.root()), before);
     EXPECT_NE(readFile("/proc/" + std::to_string(app->pid()) + "/cmdline"), "");  // not stopped
 
@@ -272,7 +263,8 @@ TEST_F(Overwrite, WhatCannotBeMovedAsideStopsTheRunAndIsKept) {
         std::string message;
     } cases[] = {
         {"i", generation("0.9.old") + "/x",
-         "removed failure: old moved folder: " + root.at("/Applications/Quillmark/VELA-Ver0.9.old")},
+         "removed failure: old moved folder: " +
+             root.at("/Applications/Quillmark/VELA-Ver0.9.old")},
         {"a", root.at("/Applications/Quillmark"), "rename failure: " + generation() + ".old/"},
     };
     for (const auto& c : cases) {

@@ -102,15 +102,7 @@ TEST_F(PlantedLinks, ChownNeverFollowsThem) {
 // Whatever the version, the root or the listing give, no removal may name the root, its
 // Applications folder, the base of the generations, or "/" itself.
 TEST_F(PlantedLinks, AnEmptyVersionCannotWidenARemoval) {
-    useBundleCopy();
-    const std::string plist = bundle + "/Contents/Info.plist";
-    std::string info = readFile(plist);
-    std::size_t key = info.find("<key>CFBundleShortVersionString</key>");
-    ASSERT_NE(key, std::string::npos);
-    std::size_t open = info.find("<string>", key);
-    std::size_t close = info.find("</string>", open);
-    info.replace(open, close - open, "<string>");
-    writeFile(plist, info);
+    setVersion(useBundleCopy(), "");
     writeFile(root.at("/Applications/Quillmark/Other/keep"), "");
     writeFile(root.at("/Applications/keep"), "");
 

@@ -95,7 +95,7 @@ TEST_F(FileCopy, CopiesATreeItemForItemWithRisingProgress) {
         ASSERT_TRUE(waitUntil([&] { return receiver.finished.load(); }));
         EXPECT_FALSE(receiver.result) << receiver.result.message();
         EXPECT_FALSE(receiver.onMainThread);
-        EXPECT_EQ(snapshotTree(target, true), snapshotTree(source, true));
+        EXPECT_EQ(snapshotTree(target, {}, true), snapshotTree(source, {}, true));
         ASSERT_FALSE(receiver.fractions.empty());
         EXPECT_EQ(receiver.fractions.front(), 0.0f);  // before the delayed start
         EXPECT_TRUE(std::is_sorted(receiver.fractions.begin(), receiver.fractions.end()));
@@ -103,7 +103,7 @@ TEST_F(FileCopy, CopiesATreeItemForItemWithRisingProgress) {
 
         const std::string copy = dirs.base() + "/sync" + std::to_string(workers);
         EXPECT_FALSE(FileCopyUtil::syncCopyAtPath(source, copy));
-        EXPECT_EQ(snapshotTree(copy, true), snapshotTree(source, true));
+        EXPECT_EQ(snapshotTree(copy, {}, true), snapshotTree(source, {}, true));
     }
 }
 

@@ -24,7 +24,7 @@ protected:
         InstallationRun run(view, Bundle::mainBundle(), isOverwrite, [&] { ended = true; });
         run.load();
         run.start();
-        ASSERT_TRUE(waitUntil([&] { return ended; }));
+        ASSERT_TRUE(waitUntil([&] { return ended; }, 30000, "the run's end"));
     }
 };
 
@@ -56,7 +56,7 @@ TEST_F(Run, EachCopyFillsItsHalfOfTheBar) {
     EXPECT_EQ(view.progress.back(), 25.0f);
     run.load();
     run.start();
-    ASSERT_TRUE(waitUntil([&] { return ended; }));
+    ASSERT_TRUE(waitUntil([&] { return ended; }, 30000, "the run's end"));
     copier.setCopyProgress(0.5f);
     EXPECT_EQ(view.progress.back(), 75.0f);
 }
@@ -75,7 +75,7 @@ TEST_F(Run, ACancelBeforeTheStartTouchesNothingAndNothingStarts) {
     view.cancel = true;
     run.cancelButtonClicked();
     run.start();
-    ASSERT_TRUE(waitUntil([&] { return ended && view.terminated; }));
+    ASSERT_TRUE(waitUntil([&] { return ended && view.terminated; }, 10000, "the run's end"));
     EXPECT_EQ(snapshotTree(root.root()), before);
     EXPECT_FALSE(log.contains("Start Installation process"));
     EXPECT_TRUE(view.transitions.empty());

@@ -45,10 +45,3 @@ TEST_F(Start, LoadingWritesTheIdentificationAndSwitchesTheLogMode) {
     EXPECT_TRUE(log.contains("[INFO] The log mode has been DEBUG."));
     EXPECT_TRUE(log.contains("the log mode is DEBUG"));
 }
-
-TEST_F(Start, RefusesAUserOutsideAdmin) {
-    EXPECT_TRUE(StartSteps::checkAdministrator("root"));
-    EXPECT_FALSE(StartSteps::checkAdministrator("nobody"));
-    EXPECT_TRUE(log.contains(
-        "[ERROR] code=MSG_E3002, message=please install with administrator privileges"));
-}

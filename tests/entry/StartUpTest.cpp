@@ -71,14 +71,15 @@ private:
 
 struct Case {
     std::string name;
-    std::vector<std::string> arguments;  // after the program path
+    std::vector<std::string> arguments = {};  // after the program path
     bool administrator = true;
     bool supported = true;
-    ElevationScript elevation;
+    ElevationScript elevation = {};
     int expectedStatus = 0;
-    std::vector<std::string> expectedLines;  // in order, each "[LEVEL] text" or part of it
+    std::vector<std::string> expectedLines = {};  // in order, each "[LEVEL] text" or part of it
     bool expectWizard = false;
-    bool expectElevation = false;
+    bool expectElevation = true;
+    std::vector<std::string> expectedAlerts = {};  // "title|message"
 };
 
 constexpr int kWizardStatus = 7;
@@ -131,153 +132,95 @@ Outcome runStartUp(const Case& c) {
     return outcome;
 }
 
-void expectInOrder(const std::vector<std::string>& messages,
-                   const std::vector<std::string>& lines) {
-    std::size_t at = 0;
-    for (const std::string& line : lines) {
-        std::size_t found = at;
-        while (found < messages.size() && messages[found].find(line) == std::string::npos) {
-            ++found;
-        }
-        EXPECT_LT(found, messages.size()) << "missing or out of order: " << line;
-        at = found < messages.size() ? found + 1 : at;
-    }
-}
-
 const std::string kStart = "[INFO] Device Installer module starting by root";
 
 TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
     const std::string longReply(200, 'x');
+    using enum ElevationOutcome;
     const std::vector<Case> cases = {
-        {"administrator, elevation cannot be created",
-         {},
-         true,
-         true,
-         {ElevationOutcome::CreateFailed, -60008, ""},
-         1,
-         {kStart, "Installer failed at AuthorizationCreate: status: -60008"},
-         false,
-         true},
-        {"administrator cancels the password dialog",
-         {},
-         true,
-         true,
-         {ElevationOutcome::Cancelled, -60006, ""},
-         0,
-         {kStart, "Installer canceled at AuthorizationCopyRights: status: -60006"},
-         false,
-         true},
-        {"administrator, elevated instance cannot be started",
-         {},
-         true,
-         true,
-         {ElevationOutcome::ExecuteFailed, -60031, ""},
-         1,
-         {"Installer failed at AuthorizationExecuteWithPrivileges: status: -60031"},
-         false,
-         true},
-        {"elevated instance replies 0",
-         {},
-         true,
-         true,
-         {ElevationOutcome::Executing, 0, "0"},
-         0,
-         {"Installer succeeded at AuthorizationExecuteWithPrivileges: status: 0",
-          "Installer get executed standard output:[0]"},
-         false,
-         true},
-        {"elevated instance replies 0 and a line end",
-         {},
-         true,
-         true,
-         {ElevationOutcome::Executing, 0, "0\n"},
-         -1,
-         {"Installer get executed standard output:[0"},
-         false,
-         true},
-        {"elevated instance replies 1",
-         {},
-         true,
-         true,
-         {ElevationOutcome::Executing, 0, "1"},
-         -1,
-         {"Installer get executed standard output:[1]"},
-         false,
-         true},
-        {"elevated instance writes nothing",
-         {},
-         true,
-         true,
-         {ElevationOutcome::Executing, 0, ""},
-         -1,
-         {"Installer get executed standard output:[]"},
-         false,
-         true},
-        {"elevated instance writes a long line",
-         {},
-         true,
-         true,
-         {ElevationOutcome::Executing, 0, longReply},
-         -1,
-         {"Installer get executed standard output:[" + std::string(127, 'x') + "]"},
-         false,
-         true},
-        {"elevated administrator",
-         {"isPrivileges"},
-         true,
-         true,
-         {},
-         kWizardStatus,
-         {kStart + " performed as privileges administrative user",
-          "[INFO] performed as privileges administrative user: root"},
-         true,
-         false},
-        {"standard user",
-         {},
-         false,
-         true,
-         {},
-         kWizardStatus,
-         {kStart, "[INFO] performed by standard user: root"},
-         true,
-         false},
-        {"standard user with the marker",
-         {"isPrivileges"},
-         false,
-         true,
-         {},
-         kWizardStatus,
-         {"[INFO] performed by standard user: root"},
-         true,
-         false},
-        {"marker and one more argument",
-         {"isPrivileges", "more"},
-         true,
-         true,
-         {ElevationOutcome::Cancelled, -60006, ""},
-         0,
-         {kStart, "Installer canceled at AuthorizationCopyRights"},
-         false,
-         true},
-        {"marker spelt otherwise",
-         {"isprivileges"},
-         true,
-         true,
-         {ElevationOutcome::Cancelled, -60006, ""},
-         0,
-         {"Installer canceled"},
-         false,
-         true},
+        {.name = "administrator, elevation cannot be created",
+         .elevation = {CreateFailed, -60008, ""},
+         .expectedStatus = 1,
+         .expectedLines = {kStart, "Installer failed at AuthorizationCreate: status: -60008"}},
+        {.name = "administrator cancels the password dialog",
+         .elevation = {Cancelled, -60006, ""},
+         .expectedLines = {kStart,
+                           "Installer canceled at AuthorizationCopyRights: status: -60006"}},
+        {.name = "administrator, elevated instance cannot be started",
+         .elevation = {ExecuteFailed, -60031, ""},
+         .expectedStatus = 1,
+         .expectedLines =
+             {"Installer failed at AuthorizationExecuteWithPrivileges: status: -60031"}},
+        {.name = "elevated instance replies 0",
+         .elevation = {Executing, 0, "0"},
+         .expectedLines = {"Installer succeeded at AuthorizationExecuteWithPrivileges: status: 0",
+                           "Installer get executed standard output:[0]"}},
+        {.name = "elevated instance replies 0 and a line end",
+         .elevation = {Executing, 0, "0\n"},
+         .expectedStatus = -1,
+         .expectedLines = {"Installer get executed standard output:[0"}},
+        {.name = "elevated instance replies 1",
+         .elevation = {Executing, 0, "1"},
+         .expectedStatus = -1,
+         .expectedLines = {"Installer get executed standard output:[1]"}},
+        {.name = "elevated instance writes nothing",
+         .elevation = {Executing, 0, ""},
+         .expectedStatus = -1,
+         .expectedLines = {"Installer get executed standard output:[]"}},
+        {.name = "elevated instance writes a long line",
+         .elevation = {Executing, 0, longReply},
+         .expectedStatus = -1,
+         .expectedLines = {"Installer get executed standard output:[" + std::string(127, 'x') +
+                           "]"}},
+        {.name = "elevated administrator",
+         .arguments = {"isPrivileges"},
+         .expectedStatus = kWizardStatus,
+         .expectedLines = {kStart + " performed as privileges administrative user",
+                           "[INFO] performed as privileges administrative user: root"},
+         .expectWizard = true,
+         .expectElevation = false},
+        {.name = "standard user",
+         .administrator = false,
+         .expectedStatus = kWizardStatus,
+         .expectedLines = {kStart, "[INFO] performed by standard user: root"},
+         .expectWizard = true,
+         .expectElevation = false},
+        {.name = "standard user with the marker",
+         .arguments = {"isPrivileges"},
+         .administrator = false,
+         .expectedStatus = kWizardStatus,
+         .expectedLines = {"[INFO] performed by standard user: root"},
+         .expectWizard = true,
+         .expectElevation = false},
+        {.name = "marker and one more argument",
+         .arguments = {"isPrivileges", "more"},
+         .elevation = {Cancelled, -60006, ""},
+         .expectedLines = {kStart, "Installer canceled at AuthorizationCopyRights"}},
+        {.name = "marker spelt otherwise",
+         .arguments = {"isprivileges"},
+         .elevation = {Cancelled, -60006, ""},
+         .expectedLines = {"Installer canceled"}},
+        // Refused with an alert before anything else, the rights not even looked at.
+        {.name = "unsupported system",
+         .arguments = {"isPrivileges"},
+         .supported = false,
+         .expectedLines = {kStart,
+                           "[INFO] It seems the version is below 10.12: Version 10.11.6 "
+                           "(Build 15G31)"},
+         .expectElevation = false,
+         .expectedAlerts = {"Not applicable OS version|The OS Version below 10.12 is not "
+                            "applicable"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const Outcome outcome = runStartUp(c);
         EXPECT_EQ(outcome.status, c.expectedStatus);
-        expectInOrder(outcome.messages, c.expectedLines);
+        EXPECT_TRUE(inOrder(outcome.messages, c.expectedLines));
         EXPECT_EQ(outcome.wizardRuns, c.expectWizard ? 1 : 0);
         // Nobody is asked for a password unless an administrator is not yet elevated.
         EXPECT_EQ(outcome.elevation.created, c.expectElevation ? 1 : 0);
-        EXPECT_TRUE(outcome.alerts.empty());
+        EXPECT_EQ(outcome.alerts, c.expectedAlerts);
+        EXPECT_EQ(outcome.adminChecked, c.supported);
         const bool elevatedByMarker = c.arguments == std::vector<std::string>{"isPrivileges"};
         if (!elevatedByMarker) {
             EXPECT_EQ(outcome.messages.front().find(" performed as privileges"), std::string::npos)
@@ -295,24 +238,6 @@ TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
             }
         }
     }
-}
-
-TEST(StartUpDecisions, AnUnsupportedSystemIsRefusedWithAnAlertBeforeAnythingElse) {
-    Case c;
-    c.supported = false;
-    c.arguments = {"isPrivileges"};
-    const Outcome outcome = runStartUp(c);
-    EXPECT_EQ(outcome.status, 0);
-    ASSERT_GE(outcome.messages.size(), 2u);
-    EXPECT_NE(outcome.messages[1].find(
-                  "[INFO] It seems the version is below 10.12: Version 10.11.6 (Build 15G31)"),
-              std::string::npos);
-    EXPECT_EQ(outcome.alerts, std::vector<std::string>{
-                                  "Not applicable OS version|The OS Version below 10.12 is not "
-                                  "applicable"});
-    EXPECT_FALSE(outcome.adminChecked);
-    EXPECT_EQ(outcome.wizardRuns, 0);
-    EXPECT_EQ(outcome.elevation.created, 0);
 }
 
 }  // namespace

@@ -20,43 +20,30 @@ protected:
 
 }  // namespace
 
-TEST_F(ConstTest, PathsUnderTheDefaultRoot) {
-    Const::setTargetRoot("/");
-    EXPECT_EQ(Const::applicationDirectoryPathWithVersion(std::string("1.2.3")),
-              "/Applications/Quillmark/VELA-Ver1.2.3/");
-    EXPECT_EQ(Const::applicationDirectoryPathWithVersion(std::nullopt),
-              "/Applications/Quillmark/VELA-Ver/");
-    EXPECT_EQ(Const::applicationDirectoryNameWithVersion(std::string("2.0")), "VELA-Ver2.0");
-    EXPECT_EQ(Const::symbolicLinkPath(), "/Applications/Quillmark/VELA");
-    EXPECT_EQ(Const::applicationLaunchAgentPlistPath(),
-              "/Library/LaunchAgents/com.quillmark.VELA.plist");
-    EXPECT_EQ(Const::getDeviceLicenseModeDirectoryPath(),
-              "/Library/Application Support/Quillmark/VELA/VELA-device");
-    EXPECT_EQ(Const::getDeviceOfflineFlagFilePath(),
-              "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.offline-mode");
-    EXPECT_EQ(Const::getDeviceHelpFilePath(),
-              "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-for-Device-help.pdf");
-    EXPECT_EQ(Const::getDeviceLicenseModeConfigPath(),
-              "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist");
-}
-
-TEST_F(ConstTest, PathsUnderATargetRoot) {
-    Const::setTargetRoot("/tmp/a root/");
-    EXPECT_EQ(Const::applicationDirectoryPathWithVersion(std::string("1.2.3")),
-              "/tmp/a root/Applications/Quillmark/VELA-Ver1.2.3/");
-    EXPECT_EQ(Const::appBaseDirectoryPath(), "/tmp/a root/Applications/Quillmark");
-    EXPECT_EQ(Const::symbolicLinkPath(), "/tmp/a root/Applications/Quillmark/VELA");
-    EXPECT_EQ(Const::applicationLaunchAgentPlistPath(),
-              "/tmp/a root/Library/LaunchAgents/com.quillmark.VELA.plist");
-    EXPECT_EQ(Const::getDeviceLicenseModeDirectoryPath(),
-              "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device");
-    Const::setTargetRoot("");
-    EXPECT_EQ(Const::targetRoot(), "/");
-    // Relative, it would be read against whatever folder a later command runs in.
-    Const::setTargetRoot("relative root");
-    EXPECT_EQ(Const::targetRoot(), std::filesystem::current_path().string() + "/relative root");
-    Const::setTargetRoot("./a/../b");
-    EXPECT_EQ(Const::targetRoot(), std::filesystem::current_path().string() + "/b");
+// The paths a run checks on disk are not repeated here: only the edges of the root's form.
+TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsForm) {
+    const std::string here = fs::current_path().string();
+    const struct {
+        std::string root;
+        std::string (*path)();
+        std::string expected;
+    } rows[] = {
+        {"/", [] { return Const::applicationDirectoryPathWithVersion(std::nullopt); },
+         "/Applications/Quillmark/VELA-Ver/"},
+        {"/", &Const::getDeviceLicenseModeConfigPath,
+         "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist"},
+        {"/tmp/a root/", &Const::appBaseDirectoryPath, "/tmp/a root/Applications/Quillmark"},
+        {"/tmp/a root/", &Const::getDeviceLicenseModeDirectoryPath,
+         "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device"},
+        {"", [] { return Const::targetRoot(); }, "/"},
+        // Relative, it would be read against whatever folder a later command runs in.
+        {"relative root", [] { return Const::targetRoot(); }, here + "/relative root"},
+        {"./a/../b", [] { return Const::targetRoot(); }, here + "/b"},
+    };
+    for (const auto& row : rows) {
+        Const::setTargetRoot(row.root);
+        EXPECT_EQ(row.path(), row.expected) << "under " << row.root;
+    }
 }
 
 TEST_F(ConstTest, UserPathsFollowTheHome) {

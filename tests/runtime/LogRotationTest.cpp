@@ -38,39 +38,6 @@ protected:
 
 }  // namespace
 
-TEST_F(LogRotation, RotatesOnlyAboveTheLimit) {
-    makeFileOfSize(log, 10'000'000, 'a');
-    logObservation(log);
-    EXPECT_EQ(fs::file_size(log), 10'000'000u);
-    EXPECT_FALSE(fs::exists(log + "_1"));
-
-    makeFileOfSize(log, 10'000'001, 'a');
-    testing::internal::CaptureStderr();
-    logObservation(log);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_FALSE(fs::exists(log));
-    EXPECT_EQ(fs::file_size(log + "_1"), 10'000'001u);
-    EXPECT_FALSE(fs::exists(log + "_last"));
-}
-
-TEST_F(LogRotation, KeepsExactlyOnePreviousGeneration) {
-    makeFileOfSize(log + "_1", 20, 'o');
-    test::writeFile(log + "_last", "stale");
-    makeFileOfSize(log, 10'000'001, 'n');
-    logObservation(log);
-    EXPECT_FALSE(fs::exists(log));
-    EXPECT_EQ(fs::file_size(log + "_1"), 10'000'001u);
-    EXPECT_FALSE(fs::exists(log + "_last"));
-    EXPECT_EQ(std::distance(fs::directory_iterator(root.home()), fs::directory_iterator()), 1);
-}
-
-TEST_F(LogRotation, MissingFileIsReportedOnTheConsole) {
-    testing::internal::CaptureStderr();
-    logObservation(log);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "code 0: message: the log file does not exists.: " + log + "\n");
-}
-
 // The writer checks before every line, so a long-running installer starts a new file.
 TEST_F(LogRotation, TheNextLineAfterARotationStartsANewFile) {
     test::ScopedEnvironment home("HOME", root.home());
@@ -86,24 +53,53 @@ TEST_F(LogRotation, TheNextLineAfterARotationStartsANewFile) {
     EXPECT_NE(lines[0].find("first of the new file"), std::string::npos);
 }
 
-// A step that fails is reported on the console, with the first failure kept even when later
-// steps succeed, and no step replaces what is at its destination: whatever fails, no generation
-// is lost. Immutable entries stand for what root cannot remove or rename.
-TEST_F(LogRotation, AFailedStepIsReportedAndLosesNoGeneration) {
+// A log above the limit becomes the one previous generation. A step that fails is reported on
+// the console, with the first failure kept even when later steps succeed, and no step replaces
+// what is at its destination: whatever fails, no generation is lost. Immutable entries stand for
+// what root cannot remove or rename.
+TEST_F(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
     const std::string rotateFailed = "message: failed to rotate the log file: %@: " + log;
+    const std::string inside = root.home() + "/plain/app.log";
+    const auto usual = [this] {
+        makeFileOfSize(log + "_1", 20, 'o');
+        makeFileOfSize(log, 10'000'001, 'n');
+    };
     struct Row {
         const char* name;
         std::function<void()> plant;
-        std::string console;                                             // its beginning
+        std::string console;  // all of it when empty or ending in a line feed, else its start
         std::vector<std::pair<std::string, std::uintmax_t>> sizesAfter;  // 0: absent
+        std::string observed = {};                                       // the log when empty
     };
     const Row rows[] = {
+        {"at the limit",
+         [&] { makeFileOfSize(log, 10'000'000, 'a'); },
+         "",
+         {{log, 10'000'000}, {log + "_1", 0}}},
+        {"above the limit, with a stale _last",
+         [&] {
+             usual();
+             test::writeFile(log + "_last", "stale");
+         },
+         "",
+         {{log, 0}, {log + "_1", 10'000'001}, {log + "_last", 0}}},
+        {"no log", [] {}, "code 0: message: the log file does not exists.: " + log + "\n", {}},
+        {"attributes that cannot be read",
+         [&] { test::writeFile(root.home() + "/plain", "not a folder"); },
+         "code 20: message: failed to get attribute file: " + inside +
+             ": Description: [Not a directory]\n",
+         {{root.home() + "/plain", 12}},
+         inside},
         {"the folder refuses renames",
-         [&] { makeImmutable(root.home()); },
+         [&] {
+             usual();
+             makeImmutable(root.home());
+         },
          "code 17: " + rotateFailed,
          {{log, 10'000'001}, {log + "_1", 20}, {log + "_last", 0}}},
         {"_last cannot be removed",
          [&] {
+             usual();
              test::writeFile(log + "_last", "stale");
              makeImmutable(log + "_last");
          },
@@ -111,47 +107,45 @@ TEST_F(LogRotation, AFailedStepIsReportedAndLosesNoGeneration) {
          {{log, 10'000'001}, {log + "_1", 20}, {log + "_last", 5}}},
         {"_last cannot be removed and there is no _1",
          [&] {
-             fs::remove(log + "_1");
+             makeFileOfSize(log, 10'000'001, 'n');
              test::writeFile(log + "_last", "stale");
              makeImmutable(log + "_last");
          },
          "code 1: " + rotateFailed,
          {{log, 0}, {log + "_1", 10'000'001}, {log + "_last", 5}}},
         {"_1 cannot be moved",
-         [&] { makeImmutable(log + "_1"); },
+         [&] {
+             usual();
+             makeImmutable(log + "_1");
+         },
          "code 17: " + rotateFailed,
          {{log, 10'000'001}, {log + "_1", 20}, {log + "_last", 0}}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        makeFileOfSize(log + "_1", 20, 'o');
-        makeFileOfSize(log, 10'000'001, 'n');
         row.plant();
         testing::internal::CaptureStderr();
-        logObservation(log);
+        logObservation(row.observed.empty() ? log : row.observed);
         const std::string console = testing::internal::GetCapturedStderr();
         for (const std::string& item : immutable) {
             ::system(("chattr -i '" + item + "'").c_str());
         }
         immutable.clear();
-        EXPECT_EQ(console.rfind(row.console, 0), 0u) << console;
+        if (row.console.empty() || row.console.back() == '\n') {
+            EXPECT_EQ(console, row.console);
+        } else {
+            EXPECT_EQ(console.rfind(row.console, 0), 0u) << console;
+        }
+        long present = 0;
         for (const auto& [path, size] : row.sizesAfter) {
             EXPECT_EQ(fs::exists(path) ? fs::file_size(path) : 0, size) << path;
+            present += size > 0 ? 1 : 0;
         }
+        EXPECT_EQ(std::distance(fs::directory_iterator(root.home()), fs::directory_iterator()),
+                  present)
+            << "nothing else is left";
         for (const auto& entry : fs::directory_iterator(root.home())) {
             fs::remove_all(entry.path());
         }
     }
-}
-
-// Attributes that cannot be read leave the size at 0: no rotation, the reason on the console.
-TEST_F(LogRotation, UnreadableAttributesAreReportedAndNothingRotates) {
-    test::writeFile(root.home() + "/plain", "not a folder");
-    const std::string inside = root.home() + "/plain/app.log";
-    testing::internal::CaptureStderr();
-    logObservation(inside);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "code 20: message: failed to get attribute file: " + inside +
-                  ": Description: [Not a directory]\n");
-    EXPECT_EQ(test::readFile(root.home() + "/plain"), "not a folder");
 }

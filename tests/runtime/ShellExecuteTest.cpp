@@ -20,12 +20,6 @@ TEST(ShellExecute, ReturnsStandardErrorInPreferenceToStandardOutput) {
     EXPECT_EQ(ShellExecute::execute("printf 'a|b' | tr '|' '\\n'"), "a\nb");
 }
 
-TEST(ShellExecute, HostnameComesBackWithItsLineFeed) {
-    char host[256] = {};
-    ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
-    EXPECT_EQ(ShellExecute::execute("hostname"), std::string(host) + "\n");
-}
-
 TEST(ShellExecute, InvalidUtf8GivesNoText) {
     EXPECT_FALSE(ShellExecute::execute("printf '\\377\\376'").has_value());
     EXPECT_FALSE(ShellExecute::execute("printf '\\300\\257'").has_value());  // overlong "/"

@@ -16,6 +16,10 @@ namespace vela::test {
 
 namespace fs = std::filesystem;
 
+const std::vector<std::string> kVendorFolders = {
+    "Applications/Quillmark mode=", "Library/Application Support/Quillmark mode=",
+    "Library/Application Support/Quillmark/VELA mode="};
+
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream out;
@@ -29,13 +33,17 @@ void writeFile(const std::string& path, const std::string& contents) {
     out << contents;
 }
 
-std::vector<std::string> readLines(const std::string& path) {
+std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
-    std::ifstream in(path);
+    std::istringstream in(text);
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
     }
     return lines;
+}
+
+std::vector<std::string> readLines(const std::string& path) {
+    return linesOf(readFile(path));
 }
 
 std::string accessOf(const std::string& path) {
@@ -54,7 +62,8 @@ std::string accessOf(const std::string& path) {
            mode;
 }
 
-std::string snapshotTree(const std::string& root, bool withTimes) {
+std::string snapshotTree(const std::string& root, const std::vector<std::string>& leaveOut,
+                         bool withTimes) {
     std::vector<std::string> rows;
     std::error_code ec;
     for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
@@ -74,7 +83,12 @@ std::string snapshotTree(const std::string& root, bool withTimes) {
             row << " size=" << info.st_size
                 << " hash=" << std::hash<std::string>{}(readFile(path.string()));
         }
-        rows.push_back(row.str());
+        const std::string text = row.str();
+        if (std::none_of(leaveOut.begin(), leaveOut.end(), [&text](const std::string& part) {
+                return text.find(part) != std::string::npos;
+            })) {
+            rows.push_back(text);
+        }
     }
     std::sort(rows.begin(), rows.end());
     std::string text;

@@ -1,7 +1,7 @@
 #include "LogReader.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <sstream>
 
 #include "Files.h"
 #include "Log.h"
@@ -27,14 +27,8 @@ LogReader::LogReader(std::string path) : path_(std::move(path)) {
 
 std::vector<std::string> LogReader::lines() const {
     Log::defaultLog().flush();
-    std::string text = readFile(path_);
-    text = offset_ <= text.size() ? text.substr(offset_) : text;
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        result.push_back(line);
-    }
-    return result;
+    const std::string text = readFile(path_);
+    return linesOf(offset_ <= text.size() ? text.substr(offset_) : text);
 }
 
 std::string LogReader::messageOf(const std::string& line) {
@@ -66,6 +60,40 @@ bool LogReader::contains(const std::string& text) const {
         }
     }
     return false;
+}
+
+long indexOf(const std::vector<std::string>& messages, const std::string& text, long from) {
+    for (long i = std::max(0L, from); i < static_cast<long>(messages.size()); ++i) {
+        if (messages[static_cast<std::size_t>(i)].find(text) != std::string::npos) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+long countOf(const std::vector<std::string>& messages, const std::string& text) {
+    return std::count_if(messages.begin(), messages.end(), [&text](const std::string& message) {
+        return message.find(text) != std::string::npos;
+    });
+}
+
+testing::AssertionResult inOrder(const std::vector<std::string>& messages,
+                                 const std::vector<std::string>& expected) {
+    long at = 0;
+    for (const std::string& line : expected) {
+        const long found = indexOf(messages, line, at);
+        if (found < 0) {
+            testing::AssertionResult failure = testing::AssertionFailure();
+            failure << (indexOf(messages, line) < 0 ? "missing: " : "out of order: ") << line
+                    << "\nin:";
+            for (const std::string& message : messages) {
+                failure << "\n  " << message;
+            }
+            return failure;
+        }
+        at = found + 1;
+    }
+    return testing::AssertionSuccess();
 }
 
 }  // namespace vela::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -27,5 +29,14 @@ private:
     std::string path_;
     std::size_t offset_ = 0;
 };
+
+/// Index of the first of `messages` at or after `from` that contains `text`; -1 if none.
+long indexOf(const std::vector<std::string>& messages, const std::string& text, long from = 0);
+/// How many of `messages` contain `text`.
+long countOf(const std::vector<std::string>& messages, const std::string& text);
+/// Success when each of `expected` is part of a message that comes after the one before it;
+/// otherwise names the first that is missing or out of order, with the messages.
+testing::AssertionResult inOrder(const std::vector<std::string>& messages,
+                                 const std::vector<std::string>& expected);
 
 }  // namespace vela::test

@@ -35,8 +35,9 @@ TEST_F(PageFramework, CommandWClosesAlsoAPageWhoseCloseButtonIsDisabled) {
         ASSERT_NE(start, nullptr);
         click(start->installButton());
         auto* complete = waitForPage<InstallCompleteViewController>(window);
-        ASSERT_NE(complete, nullptr) << ::testing::PrintToString(messages());
-        ASSERT_TRUE(waitUntil([&] { return window.standardButtonsHidden(); }));
+        ASSERT_NE(complete, nullptr);
+        ASSERT_TRUE(
+            waitUntil([&] { return window.standardButtonsHidden(); }, 5000, "buttons hidden"));
         QTest::keyClick(complete->nextButton(), Qt::Key_W, Qt::ControlModifier);
         EXPECT_FALSE(window.isVisible());
     });

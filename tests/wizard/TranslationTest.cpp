@@ -1,56 +1,16 @@
-// The Japanese texts: used for a Japanese system, complete, and not used for other languages.
+// The Japanese texts are complete (their use: the Japanese roads, ScreenshotTest.cpp).
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QPushButton>
 #include <QTranslator>
 #include <QXmlStreamReader>
 
-#include "AlertUtil.h"
-#include "InstallStart/InstallStartViewController.h"
 #include "Process.h"
 #include "Translations.h"
 #include "WizardFixture.h"
 
 namespace vela::test {
 namespace {
-
-class Translation : public WizardFixture {
-protected:
-    ~Translation() override { useTranslationFor(QLocale(QLocale::English, QLocale::UnitedStates)); }
-};
-
-TEST_F(Translation, AJapaneseSystemShowsTheJapaneseTexts) {
-    ASSERT_TRUE(useTranslationFor(QLocale(QLocale::Japanese, QLocale::Japan)));
-    const int status = runWizard([&](WizardWindow& window) {
-        auto* start = waitForPage<InstallStartViewController>(window);
-        ASSERT_NE(start, nullptr);
-        ASSERT_TRUE(waitUntil([&] { return !window.windowTitle().isEmpty(); }));
-        EXPECT_EQ(window.windowTitle(),
-                  QStringLiteral("VELA デスクトップアプリケーションのインストール"));
-        EXPECT_EQ(start->installButton()->text(), QStringLiteral("インストール"));
-        EXPECT_EQ(start->backButton()->text(), QStringLiteral("キャンセル"));
-        click(start->backButton());
-    });
-    EXPECT_EQ(status, 0);
-
-    answerNextAlert(1);
-    AlertUtil::runModalWithErrorMessage(QString(), QString(), {}, nullptr);
-    ASSERT_EQ(alerts.size(), 1u);
-    EXPECT_EQ(alerts[0].buttons,
-              (QStringList{QStringLiteral("ログアウト"), QStringLiteral("キャンセル")}));
-}
-
-TEST_F(Translation, OtherLanguagesKeepTheEnglishTexts) {
-    EXPECT_FALSE(useTranslationFor(QLocale(QLocale::German, QLocale::Germany)));
-    EXPECT_FALSE(useTranslationFor(QLocale(QLocale::English, QLocale::UnitedKingdom)));
-    const int status = runWizard([&](WizardWindow& window) {
-        auto* start = waitForPage<InstallStartViewController>(window);
-        ASSERT_NE(start, nullptr);
-        EXPECT_EQ(start->installButton()->text(), QStringLiteral("Install"));
-        click(start->backButton());
-    });
-    EXPECT_EQ(status, 0);
-}
 
 // Every text the sources pass to tr() or translate() today, as lupdate finds it, has a Japanese
 // translation in the bundle: a new text without one fails here.

@@ -3,6 +3,8 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
+#include <QLabel>
+#include <QPushButton>
 #include <QTest>
 #include <QTimer>
 
@@ -10,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "BaseViewController.h"
 #include "Const.h"
 #include "Storyboard.h"
 
@@ -19,7 +22,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kWatchdogMs = 180000;
+// Far above any road, which its own waits end first: this only ends a hung application.
+constexpr int kWatchdogMs = 120000;
 
 // Copies of the built bundle live in one folder per process, removed at its end.
 const std::string& bundleCopies() {
@@ -62,7 +66,13 @@ int WizardFixture::runWizard(const std::function<void(WizardWindow&)>& script,
         window->setInstallerBundle(*bundle);
     }
     window->show();
-    QTimer::singleShot(0, window.get(), [&script, &window] { script(*window); });
+    // A road that has failed ends at once rather than wait for a click that never comes.
+    QTimer::singleShot(0, window.get(), [&script, &window] {
+        script(*window);
+        if (testing::Test::HasFailure()) {
+            QCoreApplication::exit(-1);
+        }
+    });
     QTimer watchdog;
     watchdog.setSingleShot(true);
     QObject::connect(&watchdog, &QTimer::timeout, [] { QCoreApplication::exit(-1); });
@@ -113,24 +123,61 @@ void WizardFixture::saveScreenshot(QWidget* widget, const QString& name) {
     widget->grab().save(QStringLiteral(VELA_SCREENSHOT_DIR "/") + name + QStringLiteral(".png"));
 }
 
-long WizardFixture::indexOf(const std::string& text, long from) const {
-    const std::vector<std::string> all = messages();
-    for (long i = std::max(0L, from); i < static_cast<long>(all.size()); ++i) {
-        if (all[static_cast<std::size_t>(i)].find(text) != std::string::npos) {
-            return i;
-        }
+bool WizardFixture::stoppedElsewhere(const WizardWindow& window) {
+    if (!window.isVisible()) {
+        return true;
     }
-    return -1;
+    const BaseViewController* page = window.contentViewController();
+    return page != nullptr &&
+           (page->identifier() == QLatin1String("InstallFailureViewController") ||
+            page->identifier() == QLatin1String("InstallCompleteViewController") ||
+            page->identifier() == QLatin1String("TutorialViewController"));
 }
 
-long WizardFixture::countOf(const std::string& text) const {
-    long count = 0;
-    for (const std::string& message : messages()) {
-        if (message.find(text) != std::string::npos) {
-            ++count;
-        }
+bool WizardFixture::waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
+                               const char* awaited, int timeoutMs) {
+    waitUntil([&] { return condition() || stoppedElsewhere(window); }, timeoutMs);
+    const bool held = condition();
+    if (!held) {
+        ADD_FAILURE() << "waited in vain for " << awaited << ", the window shows "
+                      << shownPage(window);
     }
-    return count;
+    return held;
+}
+
+std::string WizardFixture::shownPage(const WizardWindow& window) {
+    if (!window.isVisible()) {
+        return "no window";
+    }
+    const BaseViewController* page = window.contentViewController();
+    return page != nullptr ? page->identifier().toStdString() : "no page";
+}
+
+void WizardFixture::shoot(WizardWindow& window, const QString& name) {
+    QCoreApplication::processEvents();
+    saveScreenshot(&window, name);
+    QWidget* page = window.contentViewController();
+    const QRect area = page->rect();
+    const QList<QLabel*> labels = page->findChildren<QLabel*>();
+    for (QLabel* label : labels) {
+        if (!label->isVisible() || label->text().isEmpty()) {
+            continue;
+        }
+        const std::string where = name.toStdString() + ": " + label->text().toStdString();
+        if (label->wordWrap()) {
+            EXPECT_LE(label->heightForWidth(label->width()), label->height()) << where;
+        } else {
+            EXPECT_LE(label->sizeHint().width(), label->width()) << where;
+        }
+        EXPECT_TRUE(area.contains(QRect(label->mapTo(page, QPoint(0, 0)), label->size()))) << where;
+    }
+    const QList<QPushButton*> buttons = page->findChildren<QPushButton*>();
+    for (QPushButton* button : buttons) {
+        const std::string where = name.toStdString() + ": " + button->text().toStdString();
+        EXPECT_LE(button->sizeHint().width(), button->width()) << where;
+        EXPECT_TRUE(area.contains(QRect(button->mapTo(page, QPoint(0, 0)), button->size())))
+            << where;
+    }
 }
 
 const Bundle& WizardFixture::largeBundle(int megabytes) {

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "Bundle.h"
@@ -37,22 +38,37 @@ protected:
 
     /// Shows a new wizard window (installing from `bundle` when given) and runs the
     /// application's event loop with `script` started inside it. Returns the loop's status once
-    /// the application has ended; -1 if it had not ended after a generous watchdog.
+    /// the application has ended; -1 at once when the test has failed by the script's end, or
+    /// if it had not ended after a generous watchdog.
     int runWizard(const std::function<void(WizardWindow&)>& script,
                   const std::optional<Bundle>& bundle = std::nullopt);
 
-    /// Waits until the window shows a page of type `Page`; null after the timeout.
+    /// Waits until the window shows a page of type `Page`. Fails the test at once, naming the
+    /// page awaited and the page shown, when the road stops elsewhere (a page that waits for a
+    /// click, or a closed window) or after `timeoutMs`; null then.
     template <typename Page>
     static Page* waitForPage(WizardWindow& window, int timeoutMs = 60000) {
         Page* page = nullptr;
         waitUntil(
             [&] {
                 page = dynamic_cast<Page*>(window.contentViewController());
-                return page != nullptr;
+                return page != nullptr || stoppedElsewhere(window);
             },
             timeoutMs);
+        if (page == nullptr) {
+            ADD_FAILURE() << "waited for the page " << typeid(Page).name() << ", the window shows "
+                          << shownPage(window);
+        }
         return page;
     }
+    /// Waits until `condition` holds on the page shown. Fails the test at once, naming
+    /// `awaited` and the page shown, when the road stops elsewhere, or after `timeoutMs`.
+    static bool waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
+                           const char* awaited, int timeoutMs = 20000);
+    /// Whether the window is closed or shows a page that only a click leaves.
+    static bool stoppedElsewhere(const WizardWindow& window);
+    /// The identifier of the page the window shows, or what it shows instead.
+    static std::string shownPage(const WizardWindow& window);
 
     /// A real mouse click in the middle of `button`.
     static void click(QAbstractButton* button);
@@ -64,9 +80,14 @@ protected:
 
     /// "[LEVEL] message" of every line logged since the test began.
     std::vector<std::string> messages() const { return log.messages(); }
-    /// Index of the first message containing `text` at or after `from`; -1 if none.
-    long indexOf(const std::string& text, long from = 0) const;
-    long countOf(const std::string& text) const;
+    long indexOf(const std::string& text, long from = 0) const {
+        return test::indexOf(messages(), text, from);
+    }
+    long countOf(const std::string& text) const { return test::countOf(messages(), text); }
+
+    /// Saves the window as build/screenshots/<name>.png and fails for any label or button of
+    /// its page whose text is cut off or that lies outside the page.
+    static void shoot(WizardWindow& window, const QString& name);
 
     /// A copy of the built installer bundle whose VELA.app carries `megabytes` of extra data,
     /// made once per process: its copy lasts long enough to watch and to cancel.

@@ -85,7 +85,9 @@ void InstallationRun::start() {
 }
 
 void InstallationRun::failAndUndo() {
+    context_.view().showUndoing(true);
     rollback_.undoAfterFailure();
+    context_.view().showUndoing(false);
     endRun();
 }
 

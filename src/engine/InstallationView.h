@@ -27,6 +27,9 @@ public:
     virtual void performSegue(const Transition& transition) = 0;
     /// Main thread: the user cancelled and the rollback is done; the application should end.
     virtual void terminate() = 0;
+    /// Main thread: a failed run is being undone (true) or has been (false); the main thread is
+    /// busy meanwhile, so a view shows it before it starts.
+    virtual void showUndoing(bool /*undoing*/) {}
 };
 
 }  // namespace vela

@@ -98,11 +98,8 @@ protected:
         const std::string after = installedTree(root);
         EXPECT_TRUE(after == before_ || after == complete_)
             << "neither the state before nor the complete installation; " << repaired.out
-            << repaired.err << "
-not in the complete installation:
-"
-            << linesMissingFrom(after, complete_) << "missing from it:
-"
+            << repaired.err << "\nnot in the complete installation:\n"
+            << linesMissingFrom(after, complete_) << "missing from it:\n"
             << linesMissingFrom(complete_, after);
         EXPECT_FALSE(
             exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));

@@ -1,5 +1,6 @@
 #include "InstallationViewController.h"
 
+#include <QApplication>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -116,6 +117,17 @@ void InstallationViewController::performSegue(const Transition& transition) {
              "end");
     }
     performSegueWithIdentifier(QString::fromStdString(transition.identifier), nullptr);
+}
+
+void InstallationViewController::showUndoing(bool undoing) {
+    if (!undoing) {
+        QApplication::restoreOverrideCursor();
+        return;
+    }
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    if (QWidget* top = window()) {
+        top->repaint();  // the page it now shows, before the undo holds the main thread
+    }
 }
 
 void InstallationViewController::terminate() {

@@ -41,6 +41,8 @@ public:
     /// have no page to change.
     void performSegue(const Transition& transition) override;
     void terminate() override;
+    /// A busy cursor over the window, painted at once, while a failed run is undone.
+    void showUndoing(bool undoing) override;
 
     /// Main thread: a stop from outside the page (a signal, the window closed mid-run) clicks
     /// Cancel when it is enabled, and is remembered until it is otherwise.

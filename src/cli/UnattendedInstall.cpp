@@ -13,9 +13,10 @@
 #include "Commands.h"
 #include "CompletionSteps.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
-#include "Repair.h"
 #include "Payload.h"
+#include "Repair.h"
 #include "StartSteps.h"
 #include "platform/CurrentUser.h"
 
@@ -88,7 +89,7 @@ bool UnattendedInstall::repairInterruptedRun() {
             break;
     }
     std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-    outcome_.setError("MSG_E3001", message);
+    outcome_.setError(FailureCode::kInstallation, message);
     return false;
 }
 
@@ -105,7 +106,7 @@ int UnattendedInstall::recover() {
         return kExitInstalled;
     }
     std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-    outcome_.setError("MSG_E3001", message);
+    outcome_.setError(FailureCode::kInstallation, message);
     outcome_.record().status = "failed";
     return kExitFailed;
 }
@@ -128,7 +129,7 @@ void UnattendedInstall::performSegue(const Transition& transition) {
     SignalPipe::setAccepting(false);
     firstTransition_ = transition;
     progress_.finishLine();
-    if (transition.identifier == "toInstallFailure") {
+    if (transition.identifier == Segue::kToInstallFailure) {
         std::fprintf(stderr, "%s: %s\n", transition.code.c_str(), transition.message.c_str());
         outcome_.setError(transition.code, transition.message);
     }
@@ -162,12 +163,12 @@ void UnattendedInstall::onRunEnded() {
                      "be cancelled; it ran to its end\n");
     }
     int status = kExitFailed;
-    if (firstTransition_ && firstTransition_->identifier == "toInstallFailure") {
+    if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallFailure) {
         status = kExitFailed;
     } else if (cancelRequested_) {
         std::fprintf(stderr, "vela-device-install: cancelled; the previous state is restored\n");
         status = kExitCancelled;
-    } else if (firstTransition_ && firstTransition_->identifier == "toInstallComplete") {
+    } else if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallComplete) {
         CompletionSteps::reloadLaunchAgent();
         progress_.show(100);
         progress_.finishLine();

@@ -12,6 +12,7 @@
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "SafeDirectory.h"
 #include "platform/CurrentUser.h"
@@ -100,7 +101,8 @@ bool StartSteps::checkAdministrator(const std::string& user) {
     if (AccountPrivilege::isMenberAdminGroup(user)) {
         return true;
     }
-    ELog("code=%s, message=%s", "MSG_E3002", "please install with administrator privileges");
+    ELog("code=%s, message=%s", FailureCode::kNotAdministrator,
+         "please install with administrator privileges");
     return false;
 }
 

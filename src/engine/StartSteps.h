@@ -13,7 +13,7 @@ public:
     /// generation (one holding the uninstaller) exists, which makes this run an overwrite.
     static bool detectInstalledGeneration();
     /// The rights check of the install button: true for an explicit member of "admin"; for
-    /// anybody else logs the refusal ("MSG_E3002") and returns false.
+    /// anybody else logs the refusal (FailureCode::kNotAdministrator) and returns false.
     static bool checkAdministrator(const std::string& user);
 };
 

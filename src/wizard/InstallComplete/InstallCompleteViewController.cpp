@@ -6,6 +6,7 @@
 
 #include "CompletionSteps.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
@@ -46,7 +47,7 @@ void InstallCompleteViewController::nextButtonClicked() {
         runOnMainQueue(this, [this] { terminate(); });
     } else {
         // An update never shows the tutorial, by design.
-        performSegueWithIdentifier(QStringLiteral("toTutorial"), nextButton_);
+        performSegueWithIdentifier(QLatin1String(Segue::kToTutorial), nextButton_);
     }
     ILog("End InstallCompleteViewController nextButtonClicked");
 }

@@ -8,12 +8,13 @@
 #include "Const.h"
 #include "CustomSegue.h"
 #include "Installation/InstallationViewController.h"
+#include "InstallationView.h"
 #include "Log.h"
-#include "Repair.h"
-#include "WizardWindow.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
+#include "Repair.h"
 #include "StartSteps.h"
+#include "WizardWindow.h"
 #include "platform/CurrentUser.h"
 
 namespace vela {
@@ -65,7 +66,7 @@ void InstallStartViewController::viewWillAppear() {
 
 void InstallStartViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
     BaseViewController::prepareForSegue(segue, sender);
-    if (segue.identifier() == QLatin1String("toInstallation")) {
+    if (segue.identifier() == QLatin1String(Segue::kToInstallation)) {
         if (auto* installation =
                 dynamic_cast<InstallationViewController*>(segue.destinationController())) {
             installation->setIsOverwrite(isOverwrite_);
@@ -82,7 +83,7 @@ void InstallStartViewController::installButtonClicked() {
                                        tr("Error"));
         runOnMainQueue(this, [this] { terminate(); });
     } else if (StartSteps::checkAdministrator(currentUserName())) {
-        performSegueWithIdentifier(QStringLiteral("toInstallation"), installButton_);
+        performSegueWithIdentifier(QLatin1String(Segue::kToInstallation), installButton_);
     } else {
         AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),
                                        tr("Error"));

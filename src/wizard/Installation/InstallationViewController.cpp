@@ -11,6 +11,7 @@
 #include "CustomSegue.h"
 #include "InstallComplete/InstallCompleteViewController.h"
 #include "InstallationRun.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
@@ -71,7 +72,7 @@ void InstallationViewController::viewDidAppear() {
 
 void InstallationViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
     BaseViewController::prepareForSegue(segue, sender);
-    if (segue.identifier() == QLatin1String("toInstallComplete")) {
+    if (segue.identifier() == QLatin1String(Segue::kToInstallComplete)) {
         if (auto* complete =
                 dynamic_cast<InstallCompleteViewController*>(segue.destinationController())) {
             complete->setIsOverwrite(isOverwrite_);
@@ -112,8 +113,9 @@ void InstallationViewController::performSegue(const Transition& transition) {
     replaced_ = true;
     SignalPipe::setAccepting(true);
     if (SignalPipe::takePending()) {
-        ILog("A stop was asked for while the installation could not be cancelled; it ran to its "
-             "end");
+        ILog(
+            "A stop was asked for while the installation could not be cancelled; it ran to its "
+            "end");
     }
     performSegueWithIdentifier(QString::fromStdString(transition.identifier), nullptr);
 }

@@ -27,13 +27,11 @@ InstallCompleteViewController::InstallCompleteViewController()
 
 void InstallCompleteViewController::viewDidLoad() {
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(tr("Install of VELA desktop application"));
-        windowCloseButtonEnabled(false);
-        windowMiniaturizeButtonEnabled(false);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(true);
-    });
+    setWindowSettings({.title = tr("Install of VELA desktop application"),
+                       .closeEnabled = false,
+                       .miniaturizeEnabled = false,
+                       .zoomEnabled = false,
+                       .buttonsHidden = true});
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     versionLabel_->setText(PageFrame::versionText());
     subTitleLabel_->setText(tr("Install complete"));

@@ -39,13 +39,11 @@ void InstallStartViewController::viewDidLoad() {
     StartSteps::load();
     // The base class loads only after the run has identified itself in the log.
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(tr("Install of VELA desktop application"));
-        windowCloseButtonEnabled(true);
-        windowMiniaturizeButtonEnabled(true);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(false);
-    });
+    setWindowSettings({.title = tr("Install of VELA desktop application"),
+                       .closeEnabled = true,
+                       .miniaturizeEnabled = true,
+                       .zoomEnabled = false,
+                       .buttonsHidden = false});
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     installButton_->setText(tr("Install"));
     backButton_->setText(tr("Cancel"));

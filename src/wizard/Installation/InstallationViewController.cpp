@@ -43,13 +43,11 @@ InstallationViewController::InstallationViewController()
 void InstallationViewController::viewDidLoad() {
     DTrace("start");
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(tr("Install of VELA desktop application"));
-        windowCloseButtonEnabled(true);
-        windowMiniaturizeButtonEnabled(true);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(false);
-    });
+    setWindowSettings({.title = tr("Install of VELA desktop application"),
+                       .closeEnabled = true,
+                       .miniaturizeEnabled = true,
+                       .zoomEnabled = false,
+                       .buttonsHidden = false});
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     cancelButton_->setText(tr("Cancel"));
     versionLabel_->setText(PageFrame::versionText());

@@ -46,22 +46,21 @@ int UnattendedInstall::exec() {
     const std::string user = currentUserName();
     primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
     StartSteps::load();
-    if (!repairInterruptedRun()) {
+    const StartSteps::Arrival arrival = StartSteps::arrive(Bundle::mainBundle());
+    if (!reportRepair(arrival)) {
         return kExitFailed;
     }
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();
     linkBefore_ = linkTextNow();
-    const bool isOverwrite = StartSteps::detectInstalledGeneration();
+    const bool isOverwrite = arrival.isOverwrite;
     record.mode = isOverwrite ? "overwrite" : "new";
 
-    ILog("Start InstallStartViewController installButtonClicked");
-    if (!StartSteps::checkAdministrator(user)) {
-        ILog("End InstallStartViewController installButtonClicked");
+    // Without a page, a refusal is said on standard error once the button's road is logged.
+    if (StartSteps::clickInstall(arrival, user) != StartSteps::Decision::Install) {
         outcome_.refuseNonAdministrator(user);
         return kExitNotAdministrator;
     }
-    ILog("End InstallStartViewController installButtonClicked");
     std::fprintf(stderr, "%s of VELA %s into %s\n", isOverwrite ? "Overwrite" : "New installation",
                  orNull(Const::getCurrentAppVersion()).c_str(),
                  Const::appBaseDirectoryPath().c_str());
@@ -76,20 +75,15 @@ int UnattendedInstall::exec() {
     return status;
 }
 
-bool UnattendedInstall::repairInterruptedRun() {
-    std::string message;
-    switch (Repair::repairInterruptedRun(Bundle::mainBundle(), message)) {
-        case Repair::Outcome::Nothing:
-            return true;
-        case Repair::Outcome::Repaired:
-            std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-            return true;
-        case Repair::Outcome::Failed:
-        case Repair::Outcome::Refused:
-            break;
+bool UnattendedInstall::reportRepair(const StartSteps::Arrival& arrival) {
+    if (arrival.repair == Repair::Outcome::Nothing) {
+        return true;
     }
-    std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-    outcome_.setError(FailureCode::kInstallation, message);
+    std::fprintf(stderr, "vela-device-install: %s\n", arrival.repairMessage.c_str());
+    if (!arrival.repairFailed()) {
+        return true;
+    }
+    outcome_.setError(FailureCode::kInstallation, arrival.repairMessage);
     return false;
 }
 

@@ -106,4 +106,32 @@ bool StartSteps::checkAdministrator(const std::string& user) {
     return false;
 }
 
+bool StartSteps::Arrival::repairFailed() const {
+    return repair == Repair::Outcome::Failed || repair == Repair::Outcome::Refused;
+}
+
+StartSteps::Arrival StartSteps::arrive(const Bundle& bundle) {
+    Arrival arrival;
+    // A run that was killed is repaired first, so that what is detected is a whole installation.
+    arrival.repair = Repair::repairInterruptedRun(bundle, arrival.repairMessage);
+    arrival.isOverwrite = detectInstalledGeneration();
+    return arrival;
+}
+
+StartSteps::Decision StartSteps::clickInstall(const Arrival& arrival, const std::string& user,
+                                              const std::function<void(Decision)>& act) {
+    ILog("Start InstallStartViewController installButtonClicked");
+    Decision decision = Decision::Install;
+    if (arrival.repairFailed()) {
+        decision = Decision::RepairFailed;
+    } else if (!checkAdministrator(user)) {
+        decision = Decision::NotAdministrator;
+    }
+    if (act) {
+        act(decision);
+    }
+    ILog("End InstallStartViewController installButtonClicked");
+    return decision;
+}
+
 }  // namespace vela

@@ -12,7 +12,6 @@
 #include "Log.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
-#include "Repair.h"
 #include "StartSteps.h"
 #include "WizardWindow.h"
 #include "platform/CurrentUser.h"
@@ -54,12 +53,8 @@ void InstallStartViewController::viewDidLoad() {
 
 void InstallStartViewController::viewWillAppear() {
     BaseViewController::viewWillAppear();
-    // A run that was killed is repaired first, so that what is detected is a whole installation.
-    std::string message;
-    const Repair::Outcome repair = Repair::repairInterruptedRun(
-        wizardWindow() ? wizardWindow()->installerBundle() : Bundle::mainBundle(), message);
-    repairFailed_ = repair == Repair::Outcome::Failed || repair == Repair::Outcome::Refused;
-    isOverwrite_ = StartSteps::detectInstalledGeneration();
+    arrival_ = StartSteps::arrive(wizardWindow() ? wizardWindow()->installerBundle()
+                                                 : Bundle::mainBundle());
 }
 
 void InstallStartViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
@@ -67,27 +62,31 @@ void InstallStartViewController::prepareForSegue(CustomSegue& segue, QObject* se
     if (segue.identifier() == QLatin1String(Segue::kToInstallation)) {
         if (auto* installation =
                 dynamic_cast<InstallationViewController*>(segue.destinationController())) {
-            installation->setIsOverwrite(isOverwrite_);
+            installation->setIsOverwrite(arrival_.isOverwrite);
         }
     }
 }
 
 void InstallStartViewController::installButtonClicked() {
-    ILog("Start InstallStartViewController installButtonClicked");
     installButton_->setEnabled(false);
-    if (repairFailed_) {
-        AlertUtil::runModalWithMessage(tr("An earlier installation did not end and could not be "
-                                          "repaired. The log says what is left and where."),
-                                       tr("Error"));
+    StartSteps::clickInstall(arrival_, currentUserName(), [this](StartSteps::Decision decision) {
+        switch (decision) {
+            case StartSteps::Decision::Install:
+                performSegueWithIdentifier(QLatin1String(Segue::kToInstallation), installButton_);
+                return;
+            case StartSteps::Decision::RepairFailed:
+                AlertUtil::runModalWithMessage(
+                    tr("An earlier installation did not end and could not be repaired. The log "
+                       "says what is left and where."),
+                    tr("Error"));
+                break;
+            case StartSteps::Decision::NotAdministrator:
+                AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),
+                                               tr("Error"));
+                break;
+        }
         runOnMainQueue(this, [this] { terminate(); });
-    } else if (StartSteps::checkAdministrator(currentUserName())) {
-        performSegueWithIdentifier(QLatin1String(Segue::kToInstallation), installButton_);
-    } else {
-        AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),
-                                       tr("Error"));
-        runOnMainQueue(this, [this] { terminate(); });
-    }
-    ILog("End InstallStartViewController installButtonClicked");
+    });
 }
 
 void InstallStartViewController::cancelButtonClicked() {

@@ -3,6 +3,7 @@
 #include "Bundle.h"
 #include "Const.h"
 #include "InstallationView.h"
+#include "StartSteps.h"
 
 namespace vela {
 
@@ -22,7 +23,7 @@ void Outcome::refuseNonAdministrator(const std::string& user) {
                  "%s: Please install with administrator privileges (user %s is not a member of "
                  "the group admin)\n",
                  FailureCode::kNotAdministrator, user.c_str());
-    setError(FailureCode::kNotAdministrator, "please install with administrator privileges");
+    setError(FailureCode::kNotAdministrator, StartSteps::kNotAdministratorMessage);
 }
 
 void Outcome::describeTarget() {

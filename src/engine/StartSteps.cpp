@@ -101,8 +101,7 @@ bool StartSteps::checkAdministrator(const std::string& user) {
     if (AccountPrivilege::isMenberAdminGroup(user)) {
         return true;
     }
-    ELog("code=%s, message=%s", FailureCode::kNotAdministrator,
-         "please install with administrator privileges");
+    ELog("code=%s, message=%s", FailureCode::kNotAdministrator, kNotAdministratorMessage);
     return false;
 }
 

@@ -16,6 +16,10 @@ public:
     /// Before the page shows: hands the installer log to the user and tells whether an installed
     /// generation (one holding the uninstaller) exists, which makes this run an overwrite.
     static bool detectInstalledGeneration();
+    /// What the refusal of a user outside "admin" says, in the log and the record.
+    static constexpr const char* kNotAdministratorMessage =
+        "please install with administrator privileges";
+
     /// The rights check of the install button: true for an explicit member of "admin"; for
     /// anybody else logs the refusal (FailureCode::kNotAdministrator) and returns false.
     static bool checkAdministrator(const std::string& user);

@@ -18,7 +18,7 @@ namespace vela {
 
 int DryRun::exec() {
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), " for a dry run");
+    StartSteps::announce(user, " for a dry run");
     StartSteps::load();
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();

@@ -44,7 +44,7 @@ int UnattendedInstall::exec() {
         [this](int signal) { onSignal(signal); },
         "vela-device-install: the installation cannot be cancelled at this point; it goes on\n");
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
+    StartSteps::announce(user, "");
     StartSteps::load();
     const StartSteps::Arrival arrival = StartSteps::arrive(Bundle::mainBundle());
     if (!reportRepair(arrival)) {
@@ -89,7 +89,7 @@ bool UnattendedInstall::reportRepair(const StartSteps::Arrival& arrival) {
 
 int UnattendedInstall::recover() {
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), " to repair");
+    StartSteps::announce(user, " to repair");
     std::string message;
     const Repair::Outcome repair = Repair::repairInterruptedRun(Bundle::mainBundle(), message);
     if (repair == Repair::Outcome::Nothing || repair == Repair::Outcome::Repaired) {

@@ -59,6 +59,10 @@ void handOverToUser(const std::string& user, const std::optional<std::string>& p
 
 }  // namespace
 
+void StartSteps::announce(const std::string& user, const char* purpose) {
+    primitiveILog("Device Installer module starting by %s%s", user.c_str(), purpose);
+}
+
 void StartSteps::load() {
     const std::string host = withoutLineBreaks(executeForLog("hostname"));
     const std::string user = currentUserName();

@@ -11,6 +11,9 @@ namespace vela {
 /// What the start page does to and learns from the system, without showing anything.
 class StartSteps {
 public:
+    /// The run's first line, written at once: who started the program and, in `purpose`
+    /// (" to repair", or empty), what for.
+    static void announce(const std::string& user, const char* purpose);
     /// Loading: host name, the log-mode switch and the run's identification lines.
     static void load();
     /// Before the page shows: hands the installer log to the user and tells whether an installed

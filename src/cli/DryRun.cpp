@@ -23,7 +23,7 @@ int DryRun::exec() {
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();
     const bool isOverwrite = StartSteps::detectInstalledGeneration();
-    record.mode = isOverwrite ? "overwrite" : "new";
+    record.mode = InstallRecord::modeOf(isOverwrite);
     if (!StartSteps::checkAdministrator(user)) {
         outcome_.refuseNonAdministrator(user);
         return outcome_.complete("refused", kExitNotAdministrator);

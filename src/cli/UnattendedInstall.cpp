@@ -54,7 +54,7 @@ int UnattendedInstall::exec() {
     record.previous = Const::applicationDirectoryPrefixEnumerate();
     linkBefore_ = linkTextNow();
     const bool isOverwrite = arrival.isOverwrite;
-    record.mode = isOverwrite ? "overwrite" : "new";
+    record.mode = InstallRecord::modeOf(isOverwrite);
 
     // Without a page, a refusal is said on standard error once the button's road is logged.
     if (StartSteps::clickInstall(arrival, user) != StartSteps::Decision::Install) {

@@ -32,7 +32,7 @@ public:
         Repair::Outcome repair = Repair::Outcome::Nothing;
         std::string repairMessage;  ///< what the repair did, or what is left and where
         bool isOverwrite = false;   ///< an installed generation exists
-        /// False when a killed run could not be repaired: nothing may be installed.
+        /// True when a killed run could not be repaired: nothing may be installed.
         bool repairFailed() const;
     };
     /// Before the page shows, on the main thread under the lock of the target root: repairs a

@@ -7,6 +7,7 @@
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationPlan.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "Payload.h"
 #include "StartSteps.h"
@@ -17,12 +18,12 @@ namespace vela {
 
 int DryRun::exec() {
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), " for a dry run");
+    StartSteps::announce(user, " for a dry run");
     StartSteps::load();
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();
     const bool isOverwrite = StartSteps::detectInstalledGeneration();
-    record.mode = isOverwrite ? "overwrite" : "new";
+    record.mode = InstallRecord::modeOf(isOverwrite);
     if (!StartSteps::checkAdministrator(user)) {
         outcome_.refuseNonAdministrator(user);
         return outcome_.complete("refused", kExitNotAdministrator);
@@ -52,8 +53,8 @@ int DryRun::exec() {
     const std::string reason = InstallationPlan::foreseenFailure(payload);
     if (!reason.empty()) {
         ILog("Dry run: the installation would fail: %s", reason.c_str());
-        std::fprintf(stderr, "MSG_E3001: %s\n", reason.c_str());
-        outcome_.setError("MSG_E3001", reason);
+        std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, reason.c_str());
+        outcome_.setError(FailureCode::kInstallation, reason);
         return outcome_.complete("blocked", kExitFailed);
     }
     ILog("Dry run: the installation would go ahead with %d change(s)",

@@ -2,6 +2,8 @@
 
 #include "Bundle.h"
 #include "Const.h"
+#include "InstallationView.h"
+#include "StartSteps.h"
 
 namespace vela {
 
@@ -18,10 +20,10 @@ void Outcome::setError(const std::string& code, const std::string& message) {
 
 void Outcome::refuseNonAdministrator(const std::string& user) {
     std::fprintf(stderr,
-                 "MSG_E3002: Please install with administrator privileges (user %s is not a "
-                 "member of the group admin)\n",
-                 user.c_str());
-    setError("MSG_E3002", "please install with administrator privileges");
+                 "%s: Please install with administrator privileges (user %s is not a member of "
+                 "the group admin)\n",
+                 FailureCode::kNotAdministrator, user.c_str());
+    setError(FailureCode::kNotAdministrator, StartSteps::kNotAdministratorMessage);
 }
 
 void Outcome::describeTarget() {

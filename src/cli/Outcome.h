@@ -22,9 +22,10 @@ public:
     /// Where lines for a person go: standard output, or standard error with --json.
     std::FILE* humanOutput() const { return json_ ? stderr : stdout; }
 
-    /// Records an error ("MSG_E3001", "usage", ...) with its text.
+    /// Records an error (FailureCode::kInstallation, "usage", ...) with its text.
     void setError(const std::string& code, const std::string& message);
-    /// Says on standard error that `user` is not an administrator and records "MSG_E3002".
+    /// Says on standard error that `user` is not an administrator and records
+    /// FailureCode::kNotAdministrator.
     void refuseNonAdministrator(const std::string& user);
     /// Fills the paths this bundle installs under the target root (generation, link).
     void describeTarget();

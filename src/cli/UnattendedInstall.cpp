@@ -13,9 +13,10 @@
 #include "Commands.h"
 #include "CompletionSteps.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
-#include "Repair.h"
 #include "Payload.h"
+#include "Repair.h"
 #include "StartSteps.h"
 #include "platform/CurrentUser.h"
 
@@ -43,24 +44,23 @@ int UnattendedInstall::exec() {
         [this](int signal) { onSignal(signal); },
         "vela-device-install: the installation cannot be cancelled at this point; it goes on\n");
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), "");
+    StartSteps::announce(user, "");
     StartSteps::load();
-    if (!repairInterruptedRun()) {
+    const StartSteps::Arrival arrival = StartSteps::arrive(Bundle::mainBundle());
+    if (!reportRepair(arrival)) {
         return kExitFailed;
     }
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();
     linkBefore_ = linkTextNow();
-    const bool isOverwrite = StartSteps::detectInstalledGeneration();
-    record.mode = isOverwrite ? "overwrite" : "new";
+    const bool isOverwrite = arrival.isOverwrite;
+    record.mode = InstallRecord::modeOf(isOverwrite);
 
-    ILog("Start InstallStartViewController installButtonClicked");
-    if (!StartSteps::checkAdministrator(user)) {
-        ILog("End InstallStartViewController installButtonClicked");
+    // Without a page, a refusal is said on standard error once the button's road is logged.
+    if (StartSteps::clickInstall(arrival, user) != StartSteps::Decision::Install) {
         outcome_.refuseNonAdministrator(user);
         return kExitNotAdministrator;
     }
-    ILog("End InstallStartViewController installButtonClicked");
     std::fprintf(stderr, "%s of VELA %s into %s\n", isOverwrite ? "Overwrite" : "New installation",
                  orNull(Const::getCurrentAppVersion()).c_str(),
                  Const::appBaseDirectoryPath().c_str());
@@ -75,26 +75,21 @@ int UnattendedInstall::exec() {
     return status;
 }
 
-bool UnattendedInstall::repairInterruptedRun() {
-    std::string message;
-    switch (Repair::repairInterruptedRun(Bundle::mainBundle(), message)) {
-        case Repair::Outcome::Nothing:
-            return true;
-        case Repair::Outcome::Repaired:
-            std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-            return true;
-        case Repair::Outcome::Failed:
-        case Repair::Outcome::Refused:
-            break;
+bool UnattendedInstall::reportRepair(const StartSteps::Arrival& arrival) {
+    if (arrival.repair == Repair::Outcome::Nothing) {
+        return true;
     }
-    std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-    outcome_.setError("MSG_E3001", message);
+    std::fprintf(stderr, "vela-device-install: %s\n", arrival.repairMessage.c_str());
+    if (!arrival.repairFailed()) {
+        return true;
+    }
+    outcome_.setError(FailureCode::kInstallation, arrival.repairMessage);
     return false;
 }
 
 int UnattendedInstall::recover() {
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), " to repair");
+    StartSteps::announce(user, " to repair");
     std::string message;
     const Repair::Outcome repair = Repair::repairInterruptedRun(Bundle::mainBundle(), message);
     if (repair == Repair::Outcome::Nothing || repair == Repair::Outcome::Repaired) {
@@ -105,7 +100,7 @@ int UnattendedInstall::recover() {
         return kExitInstalled;
     }
     std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-    outcome_.setError("MSG_E3001", message);
+    outcome_.setError(FailureCode::kInstallation, message);
     outcome_.record().status = "failed";
     return kExitFailed;
 }
@@ -128,7 +123,7 @@ void UnattendedInstall::performSegue(const Transition& transition) {
     SignalPipe::setAccepting(false);
     firstTransition_ = transition;
     progress_.finishLine();
-    if (transition.identifier == "toInstallFailure") {
+    if (transition.identifier == Segue::kToInstallFailure) {
         std::fprintf(stderr, "%s: %s\n", transition.code.c_str(), transition.message.c_str());
         outcome_.setError(transition.code, transition.message);
     }
@@ -162,12 +157,12 @@ void UnattendedInstall::onRunEnded() {
                      "be cancelled; it ran to its end\n");
     }
     int status = kExitFailed;
-    if (firstTransition_ && firstTransition_->identifier == "toInstallFailure") {
+    if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallFailure) {
         status = kExitFailed;
     } else if (cancelRequested_) {
         std::fprintf(stderr, "vela-device-install: cancelled; the previous state is restored\n");
         status = kExitCancelled;
-    } else if (firstTransition_ && firstTransition_->identifier == "toInstallComplete") {
+    } else if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallComplete) {
         CompletionSteps::reloadLaunchAgent();
         progress_.show(100);
         progress_.finishLine();

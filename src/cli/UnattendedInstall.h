@@ -8,6 +8,7 @@
 #include "InstallationView.h"
 #include "Outcome.h"
 #include "SignalPipe.h"
+#include "StartSteps.h"
 #include "TerminalProgress.h"
 
 namespace vela {
@@ -53,9 +54,9 @@ public:
 private:
     void onSignal(int signal);
     void onRunEnded();
-    /// The repair that every run starts with; false (with the reason on standard error) when
-    /// the run must not go on.
-    bool repairInterruptedRun();
+    /// Says on standard error what the repair that every run starts with did; false (with the
+    /// error recorded) when the run must not go on.
+    bool reportRepair(const StartSteps::Arrival& arrival);
     bool restoredPreviousState() const;
 
     Outcome& outcome_;

@@ -14,6 +14,7 @@
 #include "Const.h"
 #include "DryRun.h"
 #include "InstallLock.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "Outcome.h"
 #include "RunOptions.h"
@@ -132,10 +133,10 @@ int main(int argc, char* argv[]) {
     }
     // The same checks for the root however it was given: a root that is not a system volume
     // would fail half-way, or make the lock look busy.
-    const QString given = parser.isSet(target) ? parser.value(target)
-                                               : qEnvironmentVariable("VELA_TARGET_ROOT");
-    const QString source = parser.isSet(target) ? QStringLiteral("--target")
-                                                : QStringLiteral("VELA_TARGET_ROOT");
+    const QString given =
+        parser.isSet(target) ? parser.value(target) : qEnvironmentVariable("VELA_TARGET_ROOT");
+    const QString source =
+        parser.isSet(target) ? QStringLiteral("--target") : QStringLiteral("VELA_TARGET_ROOT");
     if (!given.isEmpty()) {
         QFileInfo dir(given);
         if (!dir.isDir()) {
@@ -145,9 +146,9 @@ int main(int argc, char* argv[]) {
         const QDir volume(dir.canonicalFilePath());
         for (const QString& folder : {QStringLiteral("Applications"), QStringLiteral("Library")}) {
             if (!QFileInfo(volume.filePath(folder)).isDir()) {
-                return usageError(source +
-                                  QStringLiteral(": not a system volume (no %1 folder): %2")
-                                      .arg(folder, given));
+                return usageError(
+                    source +
+                    QStringLiteral(": not a system volume (no %1 folder): %2").arg(folder, given));
             }
         }
         Const::setTargetRoot(dir.canonicalFilePath().toStdString());
@@ -156,7 +157,7 @@ int main(int argc, char* argv[]) {
     if (Bundle::mainBundle().bundlePath().empty()) {
         std::fprintf(stderr, "vela-device-install: not inside an installer bundle (%s)\n",
                      "Contents/MacOS of VELA-device-Installer.app");
-        outcome.setError("MSG_E3001", "not inside an installer bundle");
+        outcome.setError(FailureCode::kInstallation, "not inside an installer bundle");
         return outcome.finish("failed", kExitFailed);
     }
     if (options.verify) {
@@ -176,7 +177,7 @@ int main(int argc, char* argv[]) {
         const std::string message =
             "cannot lock " + lock.path() + ": " + lock.error().message() + "; nothing changed";
         std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
-        outcome.setError("MSG_E3001", message);
+        outcome.setError(FailureCode::kInstallation, message);
         return outcome.finish("failed", kExitFailed);
     }
     if (options.recover) {

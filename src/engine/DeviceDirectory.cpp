@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
@@ -17,15 +18,16 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     const EntryKind kind = entryKind(path);
     if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
         context_.performSegueToInstallFailure(
-            "MSG_E3001", stringWithFormat("non-directory item exists: %s", path.c_str()));
+            FailureCode::kInstallation,
+            stringWithFormat("non-directory item exists: %s", path.c_str()));
         return false;
     }
     std::string journalError;
     if (kind == EntryKind::Missing &&
-        !record.append({UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}},
-                       &journalError)) {
+        !record.append({UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}}, &journalError)) {
         context_.performSegueToInstallFailure(
-            "MSG_E3001", stringWithFormat("installation failure: journal: %s", journalError.c_str()));
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: journal: %s", journalError.c_str()));
         return false;
     }
     // Owner and mode go on the descriptor of the real directory: the group admin may write in
@@ -36,8 +38,9 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
                                             rootAdmin(0775), directory, &created);
     if (ec) {
         context_.performSegueToInstallFailure(
-            "MSG_E3001", stringWithFormat("installation failure: create directory: %s (%s)",
-                                          path.c_str(), ec.message().c_str()));
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: create directory: %s (%s)", path.c_str(),
+                             ec.message().c_str()));
         return false;
     }
     if (created) {
@@ -53,8 +56,9 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
         return true;
     }
     context_.performSegueToInstallFailure(
-        "MSG_E3001", stringWithFormat("installation failure: set access rights: %s (%s)",
-                                      path.c_str(), access.c_str()));
+        FailureCode::kInstallation,
+        stringWithFormat("installation failure: set access rights: %s (%s)", path.c_str(),
+                         access.c_str()));
     return false;
 }
 

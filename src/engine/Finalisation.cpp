@@ -8,6 +8,7 @@
 #include "Const.h"
 #include "FileCopyUtil.h"
 #include "HelpFile.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
@@ -79,7 +80,7 @@ void Finalisation::run() const {
     // killed from here on is finished by the next one, not undone.
     std::string journalError;
     if (!record_.append({UndoStep::PointOfNoReturn, {}, {}}, &journalError)) {
-        context_.performSegueToInstallFailure("MSG_E3001",
+        context_.performSegueToInstallFailure(FailureCode::kInstallation,
                                               "installation failure: journal: " + journalError);
         rollback_.undoAfterFailure();
         return;
@@ -88,7 +89,7 @@ void Finalisation::run() const {
         return;
     }
     ILog("End Installation process");
-    context_.performSegue("toInstallComplete");
+    context_.performSegue(Segue::kToInstallComplete);
 }
 
 bool Finalisation::finishPastPointOfNoReturn(bool isOverwrite) const {
@@ -110,7 +111,7 @@ bool Finalisation::copyLogModeScripts(const std::string& generation) const {
         ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
         if (FileCopyUtil::syncCopyAtPath(source, target)) {
             // The same text as a failed termination, deliberately: users see one message.
-            context_.performSegueToInstallFailure("MSG_E3001",
+            context_.performSegueToInstallFailure(FailureCode::kInstallation,
                                                   "installation failure: exit application");
             return false;
         }
@@ -131,7 +132,8 @@ bool Finalisation::terminateDesktopApplication() const {
     if (runningApplications().empty()) {
         return true;
     }
-    context_.performSegueToInstallFailure("MSG_E3001", "installation failure: exit application");
+    context_.performSegueToInstallFailure(FailureCode::kInstallation,
+                                          "installation failure: exit application");
     return false;
 }
 
@@ -145,7 +147,8 @@ bool Finalisation::removeOtherGenerations() const {
         DTraceRemoval("-rf", path);
         if (entryKind(path) != EntryKind::Missing) {
             context_.performSegueToInstallFailure(
-                "MSG_E3001", stringWithFormat("installation failure: updater: %s", path.c_str()));
+                FailureCode::kInstallation,
+                stringWithFormat("installation failure: updater: %s", path.c_str()));
             return false;
         }
         ILog("installer removed updater: %s", path.c_str());
@@ -161,7 +164,7 @@ bool Finalisation::renewLink() const {
     const std::string failure =
         stringWithFormat("installation failure: link to applications: %s", link.c_str());
     if (fileExistsAtPath(link)) {
-        context_.performSegueToInstallFailure("MSG_E3001", failure);
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, failure);
         return false;
     }
     ILog("installer removed link to applications: %s", link.c_str());
@@ -169,7 +172,7 @@ bool Finalisation::renewLink() const {
     std::error_code ec;
     fs::create_symlink(systemPathOf(context_.destDirectoryPath()), link, ec);
     if (ec) {
-        context_.performSegueToInstallFailure("MSG_E3001", failure);
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, failure);
         return false;
     }
     ILog("installer created link to applications: %s", link.c_str());
@@ -192,16 +195,17 @@ bool Finalisation::installLaunchAgent() const {
     // its name and renamed into place, so a full disk leaves no partial file.
     if (source) {
         UniqueFd agents;
-        std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"),
-                                                parentOf(target), rootOnly(0755), agents,
-                                                nullptr, /*ownExisting=*/false);
+        std::error_code ec =
+            openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(target), rootOnly(0755),
+                               agents, nullptr, /*ownExisting=*/false);
         if (!ec) {
             ec = copyFileAtomically(*source, agents.get(), nameOf(target), rootAdmin(0644));
         }
         if (ec) {
             context_.performSegueToInstallFailure(
-                "MSG_E3001", stringWithFormat("installation failure: launch agent: %s (%s)",
-                                              target.c_str(), ec.message().c_str()));
+                FailureCode::kInstallation,
+                stringWithFormat("installation failure: launch agent: %s (%s)", target.c_str(),
+                                 ec.message().c_str()));
             return false;
         }
     }

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 
 namespace vela {
@@ -62,7 +63,7 @@ bool FreeSpace::checkBeforeInstallation(const InstallationContext& context) {
     if (figures->enough()) {
         return true;
     }
-    context.performSegueToInstallFailure("MSG_E3001", shortfallMessage(*figures));
+    context.performSegueToInstallFailure(FailureCode::kInstallation, shortfallMessage(*figures));
     return false;
 }
 

@@ -26,8 +26,9 @@ public:
     static std::optional<Figures> measure(const Payload& payload);
     /// The failure text: "not enough free space on <volume>: N bytes needed, M bytes available".
     static std::string shortfallMessage(const Figures& figures);
-    /// Main thread, first step of a run: logs the figures; on a shortfall reports "MSG_E3001"
-    /// with the numbers through the run's failure path and returns false.
+    /// Main thread, first step of a run: logs the figures; on a shortfall reports
+    /// FailureCode::kInstallation with the numbers through the run's failure path and returns
+    /// false.
     static bool checkBeforeInstallation(const InstallationContext& context);
 };
 

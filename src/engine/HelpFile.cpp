@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
@@ -32,7 +33,7 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
     auto fail = [this](const std::string& message) {
-        context_.performSegueToInstallFailure("MSG_E3001", message);
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, message);
         DTrace("end");
         return false;
     };
@@ -64,12 +65,11 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
     // A new file, created where nothing is, owner and mode set on its descriptor: whatever
     // somebody in the group admin put at the name meanwhile is replaced, never followed.
     UniqueFd directory;
-    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"),
-                                            Const::getDeviceLicenseModeDirectoryPath(),
-                                            rootAdmin(0775), directory);
+    std::error_code ec =
+        openOwnedDirectory(Const::underTargetRoot("/Library"),
+                           Const::getDeviceLicenseModeDirectoryPath(), rootAdmin(0775), directory);
     if (!ec) {
-        ec = source ? copyFileAtomically(*source, directory.get(), helpFileName(),
-                                         rootAdmin(0664))
+        ec = source ? copyFileAtomically(*source, directory.get(), helpFileName(), rootAdmin(0664))
                     : std::make_error_code(std::errc::no_such_file_or_directory);
     }
     if (ec) {

@@ -2,8 +2,8 @@
 
 #include <QJsonDocument>
 
-#include "AtomicFile.h"
 #include "Const.h"
+#include "SafeFiles.h"
 
 namespace vela {
 
@@ -59,8 +59,16 @@ std::string InstallRecord::filePath() {
 }
 
 std::error_code InstallRecord::keepOnTarget() const {
-    return AtomicFile::write(filePath(), QJsonDocument(toJson()).toJson().toStdString(), 0, 0,
-                             0644);
+    const std::string path = filePath();
+    UniqueFd directory;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(path),
+                                            rootOnly(0755), directory, nullptr,
+                                            /*ownExisting=*/false);
+    if (ec) {
+        return ec;
+    }
+    return writeFileAtomically(directory.get(), nameOf(path),
+                               QJsonDocument(toJson()).toJson().toStdString(), rootOnly(0644));
 }
 
 }  // namespace vela

@@ -34,6 +34,9 @@ struct InstallRecord {
     std::optional<QJsonArray> actions;      ///< a dry run's plan
     std::optional<QJsonArray> differences;  ///< a verification's findings
 
+    /// The mode of a run as the record names it: "overwrite" or "new".
+    static const char* modeOf(bool isOverwrite) { return isOverwrite ? "overwrite" : "new"; }
+
     QJsonObject toJson() const;
     /// The object on one line, ending in a line break.
     std::string toLine() const;

@@ -1,6 +1,7 @@
 #include "InstallationContext.h"
 
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 
@@ -23,7 +24,7 @@ void InstallationContext::performSegueToInstallFailure(const std::string& code,
                                                        const std::string& message) const {
     ELog("code=%s, message=%s", code.c_str(), message.c_str());
     failed_ = true;
-    post(Transition{"toInstallFailure", code, message});
+    post(Transition{Segue::kToInstallFailure, code, message});
 }
 
 void InstallationContext::performSegue(const std::string& identifier) const {

@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "Const.h"
 #include "FreeSpace.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "SafeFiles.h"
@@ -99,13 +100,14 @@ bool InstallationRun::prepareGeneration() {
     const EntryKind kind = entryKind(destination);
     if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
         context_.performSegueToInstallFailure(
-            "MSG_E3001", stringWithFormat("installation failure: not a directory: %s (%s)",
-                                          destination.c_str(), entryKindName(kind)));
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: not a directory: %s (%s)", destination.c_str(),
+                             entryKindName(kind)));
         return false;
     }
     std::string journalError;
     if (!record_.append({UndoStep::CopyStarted, systemPathOf(destination), {}}, &journalError)) {
-        context_.performSegueToInstallFailure("MSG_E3001",
+        context_.performSegueToInstallFailure(FailureCode::kInstallation,
                                               "installation failure: journal: " + journalError);
         return false;
     }
@@ -114,8 +116,9 @@ bool InstallationRun::prepareGeneration() {
                                             rootOnly(0755), directory);
     if (ec) {
         context_.performSegueToInstallFailure(
-            "MSG_E3001", stringWithFormat("installation failure: create directory: %s (%s)",
-                                          destination.c_str(), ec.message().c_str()));
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: create directory: %s (%s)", destination.c_str(),
+                             ec.message().c_str()));
         return false;
     }
     return true;
@@ -131,7 +134,7 @@ bool InstallationRun::moveSameVersionAside() {
         DTraceRemoval("-rf", path);
         if (entryKind(path) != EntryKind::Missing) {
             context_.performSegueToInstallFailure(
-                "MSG_E3001",
+                FailureCode::kInstallation,
                 stringWithFormat("removed failure: old moved folder: %s", path.c_str()));
             return false;
         }
@@ -151,7 +154,7 @@ bool InstallationRun::moveSameVersionAside() {
     if (!record_.append({UndoStep::MovedAside, systemPathOf(destination),
                          systemPathOf(context_.destOldDirectoryPath())},
                         &journalError)) {
-        context_.performSegueToInstallFailure("MSG_E3001",
+        context_.performSegueToInstallFailure(FailureCode::kInstallation,
                                               "installation failure: journal: " + journalError);
         return false;
     }
@@ -218,7 +221,8 @@ void InstallationRun::didFinishedCopyWithError(std::error_code error) {
     if (error) {
         // Undone at once, before anything else can happen: a window closed or a signal received
         // from now on finds the previous state already back.
-        context_.performSegueToInstallFailure("MSG_E3001", "Installation couldn't be completed");
+        context_.performSegueToInstallFailure(FailureCode::kInstallation,
+                                              "Installation couldn't be completed");
         runOnMainQueue(this, [this] { failAndUndo(); });
         DTrace("end: cancel=%s", context_.cancelWord());
         return;

@@ -4,10 +4,26 @@
 
 namespace vela {
 
+/// The names of the page changes of the road, as both front ends compare them.
+struct Segue {
+    static constexpr const char* kToInstallation = "toInstallation";
+    static constexpr const char* kToInstallComplete = "toInstallComplete";
+    static constexpr const char* kToInstallFailure = "toInstallFailure";
+    static constexpr const char* kToTutorial = "toTutorial";
+};
+
+/// The codes a failure is reported with, in the log, the alert and the record.
+struct FailureCode {
+    /// Anything that stops or undoes an installation.
+    static constexpr const char* kInstallation = "MSG_E3001";
+    /// The user is not an administrator: nothing was started.
+    static constexpr const char* kNotAdministrator = "MSG_E3002";
+};
+
 /// A page change requested by the installation run.
 struct Transition {
-    std::string identifier;  ///< "toInstallComplete" or "toInstallFailure"
-    std::string code;        ///< "MSG_E3001" for a failure, empty otherwise
+    std::string identifier;  ///< Segue::kToInstallComplete or Segue::kToInstallFailure
+    std::string code;        ///< FailureCode::kInstallation for a failure, empty otherwise
     std::string message;     ///< the failure's message, empty otherwise
 };
 

@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
@@ -16,7 +17,8 @@ namespace {
 
 // The existing flag when it is a plain file of its own, else a new one in its place.
 std::error_code touchFlag(int directory, const std::string& name, UniqueFd& out) {
-    UniqueFd file(::openat(directory, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    UniqueFd file(
+        ::openat(directory, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
     if (file.valid() && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) &&
         info.st_nlink == 1) {
@@ -48,7 +50,8 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     if (ec) {
         DTrace("create %s: %s", path.c_str(), ec.message().c_str());
         context_.performSegueToInstallFailure(
-            "MSG_E3001", stringWithFormat("installation failure: create: %s", path.c_str()));
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: create: %s", path.c_str()));
         DTrace("end");
         return false;
     }
@@ -62,8 +65,9 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
         return true;
     }
     context_.performSegueToInstallFailure(
-        "MSG_E3001", stringWithFormat("installation failure: set access rights: %s (%s)",
-                                      path.c_str(), access.c_str()));
+        FailureCode::kInstallation,
+        stringWithFormat("installation failure: set access rights: %s (%s)", path.c_str(),
+                         access.c_str()));
     DTrace("end");
     return false;
 }

@@ -25,7 +25,7 @@ public:
     void setCancelEnabled(bool) override {}
     void showProgress(float) override {}
     void performSegue(const Transition& transition) override {
-        if (transition.identifier == "toInstallFailure" && failure.empty()) {
+        if (transition.identifier == Segue::kToInstallFailure && failure.empty()) {
             failure = transition.message;
         }
     }
@@ -58,10 +58,11 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
         return Outcome::Refused;
     }
     const std::string journal = UndoRecord::journalPath();
-    ILog("Found the journal of an installation that did not end: %s (%s of version %s, %d "
-         "steps)",
-         journal.c_str(), record->isOverwrite() ? "overwrite" : "new installation",
-         record->version().c_str(), static_cast<int>(record->entries().size()));
+    ILog(
+        "Found the journal of an installation that did not end: %s (%s of version %s, %d "
+        "steps)",
+        journal.c_str(), record->isOverwrite() ? "overwrite" : "new installation",
+        record->version().c_str(), static_cast<int>(record->entries().size()));
     const bool finishing = record->isPastPointOfNoReturn();
     RepairView view;
     InstallationContext context(view, bundle, record->isOverwrite(), nullptr, record->version());
@@ -84,10 +85,8 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
         return Outcome::Failed;
     }
     record->finish();
-    message = finishing ? "completed the interrupted installation of " +
-                                                    context.destDirectoryPath()
-                                              : "undid the interrupted installation of " +
-                                                    context.destDirectoryPath();
+    message = finishing ? "completed the interrupted installation of " + context.destDirectoryPath()
+                        : "undid the interrupted installation of " + context.destDirectoryPath();
     ILog("Repaired: %s", message.c_str());
     return Outcome::Repaired;
 }

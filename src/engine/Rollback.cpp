@@ -6,6 +6,7 @@
 #include "Const.h"
 #include "DeviceDirectory.h"
 #include "HelpFile.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "SafeFiles.h"
@@ -85,8 +86,8 @@ void Rollback::undo(const UndoEntry& entry) const {
         case UndoStep::HelpFileReplaced:
             // A previous file that is no longer at its backup was never moved there, or has been
             // put back already: the file at the name is that previous one and stays.
-            if (entry.backup.empty() || entryKind(Const::underTargetRoot(entry.backup)) !=
-                                            EntryKind::Missing) {
+            if (entry.backup.empty() ||
+                entryKind(Const::underTargetRoot(entry.backup)) != EntryKind::Missing) {
                 HelpFile::revertHelpFile();
             }
             break;
@@ -106,7 +107,7 @@ void Rollback::renameDirectoryAtPath(const std::string& source, const std::strin
         if (entryKind(target) != EntryKind::Missing) {
             ILog("failure to clean : %s", target.c_str());
             context_.performSegueToInstallFailure(
-                "MSG_E3001", stringWithFormat("rename failure: %s", target.c_str()));
+                FailureCode::kInstallation, stringWithFormat("rename failure: %s", target.c_str()));
         } else {
             ILog("installer clean : %s", target.c_str());
         }
@@ -117,7 +118,7 @@ void Rollback::renameDirectoryAtPath(const std::string& source, const std::strin
         } else {
             ILog("failure to rename : %s to %s", source.c_str(), target.c_str());
             context_.performSegueToInstallFailure(
-                "MSG_E3001", stringWithFormat("rename failure: %s", target.c_str()));
+                FailureCode::kInstallation, stringWithFormat("rename failure: %s", target.c_str()));
         }
     }
     DTrace("end");

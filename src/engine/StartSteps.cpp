@@ -12,6 +12,7 @@
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "SafeDirectory.h"
 #include "platform/CurrentUser.h"
@@ -58,6 +59,10 @@ void handOverToUser(const std::string& user, const std::optional<std::string>& p
 
 }  // namespace
 
+void StartSteps::announce(const std::string& user, const char* purpose) {
+    primitiveILog("Device Installer module starting by %s%s", user.c_str(), purpose);
+}
+
 void StartSteps::load() {
     const std::string host = withoutLineBreaks(executeForLog("hostname"));
     const std::string user = currentUserName();
@@ -100,8 +105,36 @@ bool StartSteps::checkAdministrator(const std::string& user) {
     if (AccountPrivilege::isMenberAdminGroup(user)) {
         return true;
     }
-    ELog("code=%s, message=%s", "MSG_E3002", "please install with administrator privileges");
+    ELog("code=%s, message=%s", FailureCode::kNotAdministrator, kNotAdministratorMessage);
     return false;
+}
+
+bool StartSteps::Arrival::repairFailed() const {
+    return repair == Repair::Outcome::Failed || repair == Repair::Outcome::Refused;
+}
+
+StartSteps::Arrival StartSteps::arrive(const Bundle& bundle) {
+    Arrival arrival;
+    // A run that was killed is repaired first, so that what is detected is a whole installation.
+    arrival.repair = Repair::repairInterruptedRun(bundle, arrival.repairMessage);
+    arrival.isOverwrite = detectInstalledGeneration();
+    return arrival;
+}
+
+StartSteps::Decision StartSteps::clickInstall(const Arrival& arrival, const std::string& user,
+                                              const std::function<void(Decision)>& act) {
+    ILog("Start InstallStartViewController installButtonClicked");
+    Decision decision = Decision::Install;
+    if (arrival.repairFailed()) {
+        decision = Decision::RepairFailed;
+    } else if (!checkAdministrator(user)) {
+        decision = Decision::NotAdministrator;
+    }
+    if (act) {
+        act(decision);
+    }
+    ILog("End InstallStartViewController installButtonClicked");
+    return decision;
 }
 
 }  // namespace vela

@@ -7,6 +7,7 @@
 #include "ApplicationMain.h"
 #include "Bundle.h"
 #include "Log.h"
+#include "StartSteps.h"
 #include "platform/CurrentUser.h"
 
 namespace vela {
@@ -42,7 +43,7 @@ int StartUp::run(int argc, char** argv, const Services& services) {
     const bool elevated = isElevatedInstance(argc, argv);
     const char* suffix = elevated ? " performed as privileges administrative user" : "";
     const std::string user = currentUserName();
-    primitiveILog("Device Installer module starting by %s%s", user.c_str(), suffix);
+    StartSteps::announce(user, suffix);
 
     const OperatingSystemCheck system = services.checkOperatingSystem();
     primitiveILog("It %s: %s", system.description.c_str(), system.versionString.c_str());

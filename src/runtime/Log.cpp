@@ -96,7 +96,6 @@ Log::Log(std::optional<std::string> appName)
     : appName_(std::move(appName)),
       logFilePath_(logFileFor(appName_)),
       home_(homeDirectoryOfUser(std::nullopt).value_or("")),
-      logMode_(Const::kLogModeNormal),
       userName_(currentUserName()),
       writer_([this] { run(); }) {}
 
@@ -120,24 +119,18 @@ std::optional<std::string> Log::logFilePath() const {
 }
 
 std::string Log::logMode() const {
-    std::lock_guard lock(mutex_);
-    return logMode_;
+    return debugMode_ ? Const::kLogModeDebug : Const::kLogModeNormal;
 }
 
 std::optional<std::string> Log::inquireLogMode() const {
-    std::string mode = logMode();
-    if (mode == Const::kLogModeNormal || mode == Const::kLogModeDebug) {
-        return mode;
-    }
-    return std::nullopt;
+    return logMode();
 }
 
 bool Log::applyLogMode(std::optional<std::string_view> mode) {
     if (!mode || (*mode != Const::kLogModeNormal && *mode != Const::kLogModeDebug)) {
         return false;
     }
-    std::lock_guard lock(mutex_);
-    logMode_ = std::string(*mode);
+    debugMode_ = *mode == Const::kLogModeDebug;
     return true;
 }
 
@@ -280,7 +273,7 @@ void DLog(const char* format, ...) {
     std::string message = formatLineV(format, args);
     va_end(args);
     Log& log = Log::defaultLog();
-    if (log.logMode() != Const::kLogModeDebug) {
+    if (!log.isDebugMode()) {
         return;
     }
     log.enqueue(Log::kLogLevelDebug, std::move(message), currentThreadTag());

@@ -39,9 +39,12 @@ public:
     std::optional<std::string> appName() const;
     /// None when the program name is not one of the product family's four: nothing is written.
     std::optional<std::string> logFilePath() const;
+    /// The mode's name, "NORMAL" or "DEBUG".
     std::string logMode() const;
+    /// Whether DEBUG lines are written. Any thread, without a lock.
+    bool isDebugMode() const { return debugMode_; }
 
-    /// "NORMAL" or "DEBUG" when the mode is one of them, else none.
+    /// The mode's name; always one of the two (optional, as callers print it with orNull).
     std::optional<std::string> inquireLogMode() const;
     /// Stores "NORMAL" or "DEBUG" and returns true; refuses anything else.
     bool applyLogMode(std::optional<std::string_view> mode);
@@ -75,9 +78,9 @@ private:
     mutable std::mutex mutex_;  // guards the properties and the queue
     std::optional<std::string> appName_;
     std::optional<std::string> logFilePath_;
-    const std::string home_;            // the folder below which no link is followed
-    std::atomic<bool> failing_{false};  // the last line was lost, and the reason said
-    std::string logMode_;
+    const std::string home_;              // the folder below which no link is followed
+    std::atomic<bool> failing_{false};    // the last line was lost, and the reason said
+    std::atomic<bool> debugMode_{false};  // the mode: DEBUG when set, NORMAL otherwise
     std::string userName_;
     std::deque<Job> queue_;
     bool writing_ = false;

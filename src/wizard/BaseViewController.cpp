@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 
 #include "CustomSegue.h"
+#include "MainQueue.h"
 #include "Storyboard.h"
 #include "WizardWindow.h"
 
@@ -26,6 +27,16 @@ void BaseViewController::performSegueWithIdentifier(const QString& identifier, Q
     CustomSegue segue(identifier, this, Storyboard::instantiateDestination(identifier));
     prepareForSegue(segue, sender);
     segue.perform();
+}
+
+void BaseViewController::setWindowSettings(WindowSettings settings) {
+    runOnMainQueue(this, [this, settings = std::move(settings)] {
+        setWindowTitleText(settings.title);
+        windowCloseButtonEnabled(settings.closeEnabled);
+        windowMiniaturizeButtonEnabled(settings.miniaturizeEnabled);
+        windowZoomButtonEnabled(settings.zoomEnabled);
+        windowButtonHidden(settings.buttonsHidden);
+    });
 }
 
 void BaseViewController::windowCloseButtonEnabled(bool enabled) {

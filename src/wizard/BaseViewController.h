@@ -40,13 +40,18 @@ public:
     /// place of this one. An unknown identifier has no destination and changes nothing.
     void performSegueWithIdentifier(const QString& identifier, QObject* sender);
 
-    /// The window's standard buttons (close, minimise, zoom) and their visibility, as this page
-    /// wants them. No effect while the page is not in a window.
-    void windowCloseButtonEnabled(bool enabled);
-    void windowMiniaturizeButtonEnabled(bool enabled);
-    void windowZoomButtonEnabled(bool enabled);
-    void windowButtonHidden(bool hidden);
-    /// Sets the window's title; no effect while the page is not in a window.
+    /// How a page wants its window: the title and the standard buttons (close, minimise, zoom).
+    struct WindowSettings {
+        QString title;
+        bool closeEnabled;
+        bool miniaturizeEnabled;
+        bool zoomEnabled;
+        bool buttonsHidden;
+    };
+    /// Queued after the current event, when the page is in its window: sets the title and the
+    /// standard buttons. No effect while the page is not in a window.
+    void setWindowSettings(WindowSettings settings);
+    /// Sets the window's title at once; no effect while the page is not in a window.
     void setWindowTitleText(const QString& title);
     /// Closes the window (always possible, also when its close button is disabled).
     void closeWindow();
@@ -58,6 +63,11 @@ public:
     WizardWindow* wizardWindow() const;
 
 private:
+    void windowCloseButtonEnabled(bool enabled);
+    void windowMiniaturizeButtonEnabled(bool enabled);
+    void windowZoomButtonEnabled(bool enabled);
+    void windowButtonHidden(bool hidden);
+
     QString identifier_;
     bool loaded_ = false;
 };

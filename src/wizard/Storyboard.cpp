@@ -4,6 +4,7 @@
 #include "InstallFailure/InstallFailureViewController.h"
 #include "InstallStart/InstallStartViewController.h"
 #include "Installation/InstallationViewController.h"
+#include "InstallationView.h"
 #include "Tutorial/TutorialViewController.h"
 #include "WizardWindow.h"
 
@@ -21,16 +22,16 @@ std::unique_ptr<BaseViewController> Storyboard::instantiateInitialController() {
 
 std::unique_ptr<BaseViewController> Storyboard::instantiateDestination(
     const QString& segueIdentifier) {
-    if (segueIdentifier == QLatin1String("toInstallation")) {
+    if (segueIdentifier == QLatin1String(Segue::kToInstallation)) {
         return std::make_unique<InstallationViewController>();
     }
-    if (segueIdentifier == QLatin1String("toInstallComplete")) {
+    if (segueIdentifier == QLatin1String(Segue::kToInstallComplete)) {
         return std::make_unique<InstallCompleteViewController>();
     }
-    if (segueIdentifier == QLatin1String("toInstallFailure")) {
+    if (segueIdentifier == QLatin1String(Segue::kToInstallFailure)) {
         return std::make_unique<InstallFailureViewController>();
     }
-    if (segueIdentifier == QLatin1String("toTutorial")) {
+    if (segueIdentifier == QLatin1String(Segue::kToTutorial)) {
         return std::make_unique<TutorialViewController>();
     }
     return nullptr;

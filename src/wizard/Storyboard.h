@@ -16,8 +16,8 @@ public:
     static std::unique_ptr<WizardWindow> instantiateWindow();
     /// The first page (the start page).
     static std::unique_ptr<BaseViewController> instantiateInitialController();
-    /// A new page for the destination of the transition `segueIdentifier`: "toInstallation",
-    /// "toInstallComplete", "toInstallFailure" or "toTutorial"; none for any other name.
+    /// A new page for the destination of the transition `segueIdentifier`, one of the names in
+    /// `Segue`; none for any other name.
     static std::unique_ptr<BaseViewController> instantiateDestination(
         const QString& segueIdentifier);
 };

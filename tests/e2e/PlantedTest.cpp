@@ -173,6 +173,17 @@ const Row kRows[] = {
                              t.at("/Library/Application Support/Quillmark/VELA/VELA-device"),
                       ""};
      }},
+    {"a link to a victim at the installation record",
+     [](Planted& t) {
+         t.openFolder("/Library/Application Support/Quillmark/VELA");
+         t.plantAsUser("ln -sf \"$VICTIMS/shared\" \"$1/last-install.json\"",
+                       "/Library/Application Support/Quillmark/VELA");
+     },
+     [](const Planted& t) {
+         return Holds{0, "",
+                      "Installation record kept: " +
+                          t.at("/Library/Application Support/Quillmark/VELA/last-install.json")};
+     }},
     {"a link to a victim at the lock",
      [](Planted& t) {
          t.openFolder("/Library/Application Support/Quillmark/VELA");

@@ -6,6 +6,7 @@
 
 #include "CompletionSteps.h"
 #include "Const.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
@@ -26,13 +27,11 @@ InstallCompleteViewController::InstallCompleteViewController()
 
 void InstallCompleteViewController::viewDidLoad() {
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(tr("Install of VELA desktop application"));
-        windowCloseButtonEnabled(false);
-        windowMiniaturizeButtonEnabled(false);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(true);
-    });
+    setWindowSettings({.title = tr("Install of VELA desktop application"),
+                       .closeEnabled = false,
+                       .miniaturizeEnabled = false,
+                       .zoomEnabled = false,
+                       .buttonsHidden = true});
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     versionLabel_->setText(PageFrame::versionText());
     subTitleLabel_->setText(tr("Install complete"));
@@ -46,7 +45,7 @@ void InstallCompleteViewController::nextButtonClicked() {
         runOnMainQueue(this, [this] { terminate(); });
     } else {
         // An update never shows the tutorial, by design.
-        performSegueWithIdentifier(QStringLiteral("toTutorial"), nextButton_);
+        performSegueWithIdentifier(QLatin1String(Segue::kToTutorial), nextButton_);
     }
     ILog("End InstallCompleteViewController nextButtonClicked");
 }

@@ -8,12 +8,12 @@
 #include "Const.h"
 #include "CustomSegue.h"
 #include "Installation/InstallationViewController.h"
+#include "InstallationView.h"
 #include "Log.h"
-#include "Repair.h"
-#include "WizardWindow.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
 #include "StartSteps.h"
+#include "WizardWindow.h"
 #include "platform/CurrentUser.h"
 
 namespace vela {
@@ -38,13 +38,11 @@ void InstallStartViewController::viewDidLoad() {
     StartSteps::load();
     // The base class loads only after the run has identified itself in the log.
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(tr("Install of VELA desktop application"));
-        windowCloseButtonEnabled(true);
-        windowMiniaturizeButtonEnabled(true);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(false);
-    });
+    setWindowSettings({.title = tr("Install of VELA desktop application"),
+                       .closeEnabled = true,
+                       .miniaturizeEnabled = true,
+                       .zoomEnabled = false,
+                       .buttonsHidden = false});
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     installButton_->setText(tr("Install"));
     backButton_->setText(tr("Cancel"));
@@ -55,40 +53,40 @@ void InstallStartViewController::viewDidLoad() {
 
 void InstallStartViewController::viewWillAppear() {
     BaseViewController::viewWillAppear();
-    // A run that was killed is repaired first, so that what is detected is a whole installation.
-    std::string message;
-    const Repair::Outcome repair = Repair::repairInterruptedRun(
-        wizardWindow() ? wizardWindow()->installerBundle() : Bundle::mainBundle(), message);
-    repairFailed_ = repair == Repair::Outcome::Failed || repair == Repair::Outcome::Refused;
-    isOverwrite_ = StartSteps::detectInstalledGeneration();
+    arrival_ = StartSteps::arrive(wizardWindow() ? wizardWindow()->installerBundle()
+                                                 : Bundle::mainBundle());
 }
 
 void InstallStartViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
     BaseViewController::prepareForSegue(segue, sender);
-    if (segue.identifier() == QLatin1String("toInstallation")) {
+    if (segue.identifier() == QLatin1String(Segue::kToInstallation)) {
         if (auto* installation =
                 dynamic_cast<InstallationViewController*>(segue.destinationController())) {
-            installation->setIsOverwrite(isOverwrite_);
+            installation->setIsOverwrite(arrival_.isOverwrite);
         }
     }
 }
 
 void InstallStartViewController::installButtonClicked() {
-    ILog("Start InstallStartViewController installButtonClicked");
     installButton_->setEnabled(false);
-    if (repairFailed_) {
-        AlertUtil::runModalWithMessage(tr("An earlier installation did not end and could not be "
-                                          "repaired. The log says what is left and where."),
-                                       tr("Error"));
+    StartSteps::clickInstall(arrival_, currentUserName(), [this](StartSteps::Decision decision) {
+        switch (decision) {
+            case StartSteps::Decision::Install:
+                performSegueWithIdentifier(QLatin1String(Segue::kToInstallation), installButton_);
+                return;
+            case StartSteps::Decision::RepairFailed:
+                AlertUtil::runModalWithMessage(
+                    tr("An earlier installation did not end and could not be repaired. The log "
+                       "says what is left and where."),
+                    tr("Error"));
+                break;
+            case StartSteps::Decision::NotAdministrator:
+                AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),
+                                               tr("Error"));
+                break;
+        }
         runOnMainQueue(this, [this] { terminate(); });
-    } else if (StartSteps::checkAdministrator(currentUserName())) {
-        performSegueWithIdentifier(QStringLiteral("toInstallation"), installButton_);
-    } else {
-        AlertUtil::runModalWithMessage(tr("Please install with administrator privileges"),
-                                       tr("Error"));
-        runOnMainQueue(this, [this] { terminate(); });
-    }
-    ILog("End InstallStartViewController installButtonClicked");
+    });
 }
 
 void InstallStartViewController::cancelButtonClicked() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BaseViewController.h"
+#include "StartSteps.h"
 
 class QLabel;
 class QPushButton;
@@ -16,7 +17,7 @@ public:
     InstallStartViewController();
 
     /// True once an installed generation was found; decided each time the page is about to show.
-    bool isOverwrite() const { return isOverwrite_; }
+    bool isOverwrite() const { return arrival_.isOverwrite; }
 
     void viewDidLoad() override;
     void viewWillAppear() override;
@@ -29,8 +30,7 @@ private:
     void installButtonClicked();
     void cancelButtonClicked();
 
-    bool isOverwrite_ = false;
-    bool repairFailed_ = false;  // a killed run could not be repaired: nothing may start
+    StartSteps::Arrival arrival_;
     QLabel* logoImage_;
     QLabel* versionLabel_;
     QLabel* subTitleLabel_;

@@ -12,6 +12,7 @@
 #include "CustomSegue.h"
 #include "InstallComplete/InstallCompleteViewController.h"
 #include "InstallationRun.h"
+#include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
@@ -43,13 +44,11 @@ InstallationViewController::InstallationViewController()
 void InstallationViewController::viewDidLoad() {
     DTrace("start");
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(tr("Install of VELA desktop application"));
-        windowCloseButtonEnabled(true);
-        windowMiniaturizeButtonEnabled(true);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(false);
-    });
+    setWindowSettings({.title = tr("Install of VELA desktop application"),
+                       .closeEnabled = true,
+                       .miniaturizeEnabled = true,
+                       .zoomEnabled = false,
+                       .buttonsHidden = false});
     PageFrame::setImageNamed(logoImage_, Const::kAppLogoName);
     cancelButton_->setText(tr("Cancel"));
     versionLabel_->setText(PageFrame::versionText());
@@ -72,7 +71,7 @@ void InstallationViewController::viewDidAppear() {
 
 void InstallationViewController::prepareForSegue(CustomSegue& segue, QObject* sender) {
     BaseViewController::prepareForSegue(segue, sender);
-    if (segue.identifier() == QLatin1String("toInstallComplete")) {
+    if (segue.identifier() == QLatin1String(Segue::kToInstallComplete)) {
         if (auto* complete =
                 dynamic_cast<InstallCompleteViewController*>(segue.destinationController())) {
             complete->setIsOverwrite(isOverwrite_);
@@ -113,8 +112,9 @@ void InstallationViewController::performSegue(const Transition& transition) {
     replaced_ = true;
     SignalPipe::setAccepting(true);
     if (SignalPipe::takePending()) {
-        ILog("A stop was asked for while the installation could not be cancelled; it ran to its "
-             "end");
+        ILog(
+            "A stop was asked for while the installation could not be cancelled; it ran to its "
+            "end");
     }
     performSegueWithIdentifier(QString::fromStdString(transition.identifier), nullptr);
 }

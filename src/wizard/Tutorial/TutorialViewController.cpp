@@ -6,9 +6,9 @@
 #include <QVBoxLayout>
 
 #include "Log.h"
-#include "WizardWindow.h"
 #include "MainQueue.h"
 #include "PageFrame.h"
+#include "WizardWindow.h"
 
 namespace vela {
 
@@ -28,13 +28,11 @@ void TutorialViewController::viewDidLoad() {
     DTrace("start");
     ILog("Start TutorialViewController");
     BaseViewController::viewDidLoad();
-    runOnMainQueue(this, [this] {
-        setWindowTitleText(QString());
-        windowCloseButtonEnabled(false);
-        windowMiniaturizeButtonEnabled(false);
-        windowZoomButtonEnabled(false);
-        windowButtonHidden(true);
-    });
+    setWindowSettings({.title = QString(),
+                       .closeEnabled = false,
+                       .miniaturizeEnabled = false,
+                       .zoomEnabled = false,
+                       .buttonsHidden = true});
     PageFrame::setImageNamed(pcCaptureImage_, "img_mac");
     closeButton_->setText(tr("Close"));
     DTrace("end");

@@ -12,12 +12,12 @@ namespace vela::bench {
 /// the same two bundles, and what explains a difference.
 struct CopyRound {
     double cpMs = 0;
-    double cpHalvesMs = 0;     // two cp -a side by side, each on half of the bytes
-    double install1Ms = 0;     // front end with one copy worker
-    double install2Ms = 0;     // front end with two
-    double engineCopyMs = 0;   // the engine's copy alone, as many workers as cores
-    double chownMs = 0;        // chown -R root:admin after the plain engine copy
-    long peakMemoryKiB = 0;    // of the front end, the larger of its two runs
+    double cpHalvesMs = 0;    // two cp -a side by side, each on half of the bytes
+    double install1Ms = 0;    // front end with one copy worker
+    double install2Ms = 0;    // front end with two
+    double engineCopyMs = 0;  // the engine's copy alone, as many workers as cores
+    double chownMs = 0;       // chown -R root:admin after the plain engine copy
+    long peakMemoryKiB = 0;   // of the front end, the larger of its two runs
 };
 
 /// Times the copy against cp -a, in rotating order so that none always runs on a disk still

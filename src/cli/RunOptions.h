@@ -7,7 +7,8 @@
 namespace vela {
 
 /// The options a management tool uses besides --target: the JSON record, the dry run, the
-/// verification and the repair alone. Kept apart from the target's parsing so that each can change on its own.
+/// verification and the repair alone. Kept apart from the target's parsing so that each can change
+/// on its own.
 class RunOptions {
 public:
     RunOptions();

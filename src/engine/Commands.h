@@ -6,7 +6,8 @@
 namespace vela {
 
 /// "rm <options> <path>" with the path in shell form, its trailing slashes taken off so that rm
-/// removes a link at that name itself, never what it points to. A path that would widen the removal (empty,
+/// removes a link at that name itself, never what it points to. A path that would widen the removal
+/// (empty,
 /// "/", the target root, its Applications folder or the base directory of the generations) gets
 /// a command that removes nothing and says so on standard error, whatever produced the path.
 std::string removalCommand(const std::string& options, const std::string& path);

@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
 #include <cerrno>
+#include <filesystem>
 #include <vector>
 
 namespace vela {
@@ -35,8 +35,7 @@ std::vector<std::string> componentsOf(const std::string& relative) {
 }
 
 std::error_code applyOwnership(int fd, const Ownership& ownership) {
-    if (::fchown(fd, ownership.owner, ownership.group) != 0 ||
-        ::fchmod(fd, ownership.mode) != 0) {
+    if (::fchown(fd, ownership.owner, ownership.group) != 0 || ::fchmod(fd, ownership.mode) != 0) {
         return lastError();
     }
     return {};
@@ -252,8 +251,8 @@ void removeTemporariesOf(const std::string& path) {
     }
 }
 
-std::error_code writeFileAtomically(int dirFd, const std::string& name,
-                                    const std::string& contents, const Ownership& ownership) {
+std::error_code writeFileAtomically(int dirFd, const std::string& name, const std::string& contents,
+                                    const Ownership& ownership) {
     return replaceAtomically(dirFd, name, ownership, [&contents](int fd) {
         return writeAll(fd, contents.data(), contents.size());
     });
@@ -292,8 +291,7 @@ std::error_code copyFileAtomically(const std::string& source, int dirFd, const s
     });
 }
 
-std::error_code readRegularFile(const std::string& path, std::string& contents,
-                                std::size_t limit) {
+std::error_code readRegularFile(const std::string& path, std::string& contents, std::size_t limit) {
     UniqueFd file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     if (!file.valid()) {
         return lastError();

@@ -59,8 +59,8 @@ std::error_code createFileAfresh(int dirFd, const std::string& name, const Owner
 
 /// Writes `contents` to `name` in `dirFd` so that a reader sees the old file or the new one,
 /// never a part: a temporary file beside it, synced, renamed over the name, directory synced.
-std::error_code writeFileAtomically(int dirFd, const std::string& name,
-                                    const std::string& contents, const Ownership& ownership);
+std::error_code writeFileAtomically(int dirFd, const std::string& name, const std::string& contents,
+                                    const Ownership& ownership);
 
 /// Removes what a writer killed half-way left beside `path`: the temporary files that were never
 /// renamed into place.

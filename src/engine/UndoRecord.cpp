@@ -223,8 +223,8 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
         const QJsonObject object = value.toObject();
         std::optional<UndoStep> step = stepNamed(object.value(QStringLiteral("step")).toString());
         if (!step) {
-            problem = "unknown step: " +
-                      object.value(QStringLiteral("step")).toString().toStdString();
+            problem =
+                "unknown step: " + object.value(QStringLiteral("step")).toString().toStdString();
             return std::nullopt;
         }
         UndoEntry entry{*step, object.value(QStringLiteral("path")).toString().toStdString(),
@@ -252,16 +252,15 @@ std::optional<UndoRecord> UndoRecord::load(std::string& problem) {
         return std::nullopt;
     }
     // Only a journal that root alone could have written is data of ours.
-    for (const std::string& folder :
-         {parentOf(journalDirectory()), journalDirectory()}) {
+    for (const std::string& folder : {parentOf(journalDirectory()), journalDirectory()}) {
         if (entryKind(folder) != EntryKind::Directory) {
             problem = folder + ": not a real directory";
             return std::nullopt;
         }
     }
     struct stat info {};
-    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) ||
-        info.st_uid != ::geteuid() || (info.st_mode & 022) != 0 || info.st_nlink != 1) {
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid() ||
+        (info.st_mode & 022) != 0 || info.st_nlink != 1) {
         problem = path + ": not a journal written by this installer (owner, mode or links)";
         return std::nullopt;
     }

@@ -106,7 +106,8 @@ TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
     RunResult result = install();
     EXPECT_EQ(result.status, 1) << result.err;
     // The journal cannot be written, so no step is taken.
-    const std::string journal = root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
+    const std::string journal =
+        root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
     expectFailure(result, "installation failure: journal: " + journal + ": Read-only file system");
     EXPECT_EQ(snapshotTree(root.root()), before);
 

@@ -60,9 +60,9 @@ public:
 
     std::string generation() const { return CliFixture::generation(); }
 
-    uid_t user = 0;       ///< the unprivileged user who plants
+    uid_t user = 0;          ///< the unprivileged user who plants
     bool overwrite = false;  ///< the row runs over a previous installation
-    std::string victims;  ///< files and a folder of a third account, free to aim links at
+    std::string victims;     ///< files and a folder of a third account, free to aim links at
 };
 
 struct Holds {
@@ -141,7 +141,8 @@ const Row kRows[] = {
     {"a link to a victim folder at the generation's own name",
      [](Planted& t) {
          t.openFolder("/Applications/Quillmark");
-         t.plantAsUser("[ -e \"$1/VELA-Ver" VELA_TEST_VERSION "\" ] || ln -s \"$VICTIMS/folder\" "
+         t.plantAsUser("[ -e \"$1/VELA-Ver" VELA_TEST_VERSION
+                       "\" ] || ln -s \"$VICTIMS/folder\" "
                        "\"$1/VELA-Ver" VELA_TEST_VERSION "\"",
                        "/Applications/Quillmark");
      },
@@ -149,18 +150,22 @@ const Row kRows[] = {
          if (t.overwrite) {
              return Holds{0, "", ""};
          }
-         return Holds{1, "installation failure: not a directory: " + t.generation() +
-                             "/ (a symbolic link)", ""};
+         return Holds{
+             1, "installation failure: not a directory: " + t.generation() + "/ (a symbolic link)",
+             ""};
      }},
     {"links to a victim at the offline flag and the help file, a hard link beside",
      [](Planted& t) {
          t.openFolder("/Library/Application Support/Quillmark/VELA/VELA-device");
-         t.plantAsUser("ln -sf \"$VICTIMS/file\" \"$1/VELA-device.offline-mode\"\n"
-                       "ln -f \"$VICTIMS/shared\" \"$1/VELA-for-Device-help.pdf\"\n"
-                       "ln -sf \"$VICTIMS/nothing-yet\" \"$1/VELA-for-Device-help.pdf.old\"",
-                       "/Library/Application Support/Quillmark/VELA/VELA-device");
+         t.plantAsUser(
+             "ln -sf \"$VICTIMS/file\" \"$1/VELA-device.offline-mode\"\n"
+             "ln -f \"$VICTIMS/shared\" \"$1/VELA-for-Device-help.pdf\"\n"
+             "ln -sf \"$VICTIMS/nothing-yet\" \"$1/VELA-for-Device-help.pdf.old\"",
+             "/Library/Application Support/Quillmark/VELA/VELA-device");
      },
-     [](const Planted&) { return Holds{0, "", ""}; }},
+     [](const Planted&) {
+         return Holds{0, "", ""};
+     }},
     {"the device directory a link to a victim folder",
      [](Planted& t) {
          t.openFolder("/Library/Application Support/Quillmark/VELA");
@@ -169,8 +174,9 @@ const Row kRows[] = {
                        "/Library/Application Support/Quillmark/VELA");
      },
      [](const Planted& t) {
-         return Holds{1, "non-directory item exists: " +
-                             t.at("/Library/Application Support/Quillmark/VELA/VELA-device"),
+         return Holds{1,
+                      "non-directory item exists: " +
+                          t.at("/Library/Application Support/Quillmark/VELA/VELA-device"),
                       ""};
      }},
     {"a link to a victim at the installation record",
@@ -192,9 +198,9 @@ const Row kRows[] = {
                        "/Library/Application Support/Quillmark/VELA");
      },
      [](const Planted& t) {
-         return Holds{1, "cannot lock " +
-                             t.at("/Library/Application Support/Quillmark/VELA/.install-lock"),
-                      ""};
+         return Holds{
+             1, "cannot lock " + t.at("/Library/Application Support/Quillmark/VELA/.install-lock"),
+             ""};
      }},
 };
 

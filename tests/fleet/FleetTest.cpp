@@ -178,9 +178,9 @@ TEST_F(Fleet, InstallsOnceRepairsTheDamagedAndStopsAtATargetTooSmallOrBusy) {
     mounted_ = false;
     const std::string busy = mac(kBusy).at(generation + "/LOGforDEBUG.command");
     writeFile(busy, readFile(busy) + "damage");
-    int lock = ::open(
-        mac(kBusy).at("/Library/Application Support/Quillmark/VELA/.install-lock").c_str(),
-        O_RDONLY | O_CLOEXEC);
+    int lock =
+        ::open(mac(kBusy).at("/Library/Application Support/Quillmark/VELA/.install-lock").c_str(),
+               O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(::flock(lock, LOCK_EX), 0);
     std::map<std::string, Recap> fourth = play();
     ::close(lock);

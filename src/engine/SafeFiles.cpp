@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <limits>
 #include <vector>
 
 namespace vela {
@@ -90,6 +91,38 @@ std::error_code replaceAtomically(int dirFd, const std::string& name, const Owne
     }
     ::fsync(dirFd);
     return {};
+}
+
+// Opens a regular file that is not a link and holds at most `limit` bytes.
+std::error_code openRegularFile(const std::string& path, off_t limit, UniqueFd& out) {
+    UniqueFd file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+    struct stat info {};
+    if (!file.valid() || ::fstat(file.get(), &info) != 0) {
+        return lastError();
+    }
+    if (!S_ISREG(info.st_mode) || info.st_size > limit) {
+        return std::make_error_code(std::errc::invalid_argument);
+    }
+    out = std::move(file);
+    return {};
+}
+
+// Hands every chunk of `fd` to `sink` until the end or the first error.
+template <typename Sink>
+std::error_code readChunks(int fd, Sink sink) {
+    char buffer[65536];
+    for (;;) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            return n < 0 ? lastError() : std::error_code();
+        }
+        if (std::error_code ec = sink(buffer, static_cast<std::size_t>(n))) {
+            return ec;
+        }
+    }
 }
 
 }  // namespace
@@ -260,65 +293,30 @@ std::error_code writeFileAtomically(int dirFd, const std::string& name, const st
 
 std::error_code copyFileAtomically(const std::string& source, int dirFd, const std::string& name,
                                    const Ownership& ownership) {
-    UniqueFd from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
-    if (!from.valid()) {
-        return lastError();
-    }
-    struct stat info {};
-    if (::fstat(from.get(), &info) != 0) {
-        return lastError();
-    }
-    if (!S_ISREG(info.st_mode)) {
-        return std::make_error_code(std::errc::invalid_argument);
+    UniqueFd from;
+    if (std::error_code ec = openRegularFile(source, std::numeric_limits<off_t>::max(), from)) {
+        return ec;
     }
     return replaceAtomically(dirFd, name, ownership, [&from](int fd) {
-        char buffer[65536];
-        for (;;) {
-            ssize_t n = ::read(from.get(), buffer, sizeof buffer);
-            if (n < 0 && errno == EINTR) {
-                continue;
-            }
-            if (n < 0) {
-                return lastError();
-            }
-            if (n == 0) {
-                return std::error_code();
-            }
-            if (std::error_code ec = writeAll(fd, buffer, static_cast<std::size_t>(n))) {
-                return ec;
-            }
-        }
+        return readChunks(from.get(), [fd](const char* data, std::size_t size) {
+            return writeAll(fd, data, size);
+        });
     });
 }
 
 std::error_code readRegularFile(const std::string& path, std::string& contents, std::size_t limit) {
-    UniqueFd file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
-    if (!file.valid()) {
-        return lastError();
-    }
-    struct stat info {};
-    if (::fstat(file.get(), &info) != 0) {
-        return lastError();
-    }
-    if (!S_ISREG(info.st_mode) || static_cast<std::size_t>(info.st_size) > limit) {
-        return std::make_error_code(std::errc::invalid_argument);
+    UniqueFd file;
+    if (std::error_code ec = openRegularFile(path, static_cast<off_t>(limit), file)) {
+        return ec;
     }
     contents.clear();
-    char buffer[65536];
-    for (;;) {
-        ssize_t n = ::read(file.get(), buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR) {
-            continue;
+    return readChunks(file.get(), [&contents, limit](const char* data, std::size_t size) {
+        if (contents.size() + size > limit) {
+            return std::make_error_code(std::errc::file_too_large);
         }
-        if (n < 0) {
-            return lastError();
-        }
-        if (n == 0 || contents.size() + static_cast<std::size_t>(n) > limit) {
-            break;
-        }
-        contents.append(buffer, static_cast<std::size_t>(n));
-    }
-    return {};
+        contents.append(data, size);
+        return std::error_code();
+    });
 }
 
 std::string parentOf(const std::string& path) {

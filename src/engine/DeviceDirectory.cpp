@@ -22,12 +22,8 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
             stringWithFormat("non-directory item exists: %s", path.c_str()));
         return false;
     }
-    std::string journalError;
     if (kind == EntryKind::Missing &&
-        !record.append({UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}}, &journalError)) {
-        context_.performSegueToInstallFailure(
-            FailureCode::kInstallation,
-            stringWithFormat("installation failure: journal: %s", journalError.c_str()));
+        !context_.recordStep(record, {UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}})) {
         return false;
     }
     // Owner and mode go on the descriptor of the real directory: the group admin may write in

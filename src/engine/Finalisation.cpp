@@ -78,10 +78,7 @@ void Finalisation::run() const {
     }
     // From here on the new generation is the only complete one: failures keep it, and a run
     // killed from here on is finished by the next one, not undone.
-    std::string journalError;
-    if (!record_.append({UndoStep::PointOfNoReturn, {}, {}}, &journalError)) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation,
-                                              "installation failure: journal: " + journalError);
+    if (!context_.recordStep(record_, {UndoStep::PointOfNoReturn, {}, {}})) {
         rollback_.undoAfterFailure();
         return;
     }

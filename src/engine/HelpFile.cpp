@@ -37,13 +37,12 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         DTrace("end");
         return false;
     };
-    std::string journalError;
     const bool hadOne = entryKind(destination) != EntryKind::Missing;
     if (record.find(UndoStep::DeviceDirectoryCreated) == nullptr &&
-        !record.append({UndoStep::HelpFileReplaced, systemPathOf(destination),
-                        hadOne ? systemPathOf(backup) : std::string()},
-                       &journalError)) {
-        return fail("installation failure: journal: " + journalError);
+        !context_.recordStep(record, {UndoStep::HelpFileReplaced, systemPathOf(destination),
+                                      hadOne ? systemPathOf(backup) : std::string()})) {
+        DTrace("end");
+        return false;
     }
     if (entryKind(backup) != EntryKind::Missing) {
         DTraceRemoval("-f", backup);

@@ -27,6 +27,16 @@ void InstallationContext::performSegueToInstallFailure(const std::string& code,
     post(Transition{Segue::kToInstallFailure, code, message});
 }
 
+bool InstallationContext::recordStep(UndoRecord& record, UndoEntry entry) const {
+    std::string error;
+    if (record.append(std::move(entry), &error)) {
+        return true;
+    }
+    performSegueToInstallFailure(FailureCode::kInstallation,
+                                 "installation failure: journal: " + error);
+    return false;
+}
+
 void InstallationContext::performSegue(const std::string& identifier) const {
     post(Transition{identifier, {}, {}});
 }

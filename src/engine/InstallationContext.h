@@ -8,6 +8,7 @@
 
 #include "Bundle.h"
 #include "InstallationView.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
@@ -29,9 +30,8 @@ public:
 
     /// The generation being installed; always ends in "/".
     const std::string& destDirectoryPath() const { return destDirectoryPath_; }
-    /// Where the same-version generation is moved aside; empty in a new installation.
+    /// Where the same-version generation is moved aside: the generation's path with ".old".
     const std::string& destOldDirectoryPath() const { return destOldDirectoryPath_; }
-    void setDestOldDirectoryPath(std::string path) { destOldDirectoryPath_ = std::move(path); }
 
     /// Whether a failure has been reported in this run. Any thread.
     bool hasFailed() const { return failed_; }
@@ -42,6 +42,9 @@ public:
     /// Any thread. Logs "code=..., message=..." at ERROR and moves to the failure page on the
     /// main thread. Callers stop (or, where the run deliberately goes on, go on) themselves.
     void performSegueToInstallFailure(const std::string& code, const std::string& message) const;
+    /// Main thread. Records `entry` in `record` before its step is taken; when the journal cannot
+    /// be written, reports the failure and returns false: the step must not be taken.
+    bool recordStep(UndoRecord& record, UndoEntry entry) const;
     /// Any thread. Performs `identifier` on the main thread after the events queued so far.
     void performSegue(const std::string& identifier) const;
 

@@ -105,10 +105,7 @@ bool InstallationRun::prepareGeneration() {
                              entryKindName(kind)));
         return false;
     }
-    std::string journalError;
-    if (!record_.append({UndoStep::CopyStarted, systemPathOf(destination), {}}, &journalError)) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation,
-                                              "installation failure: journal: " + journalError);
+    if (!context_.recordStep(record_, {UndoStep::CopyStarted, systemPathOf(destination), {}})) {
         return false;
     }
     UniqueFd directory;
@@ -142,20 +139,14 @@ bool InstallationRun::moveSameVersionAside() {
     }
     ILog("Rename the app generation folder for that version ");
     const std::string& destination = context_.destDirectoryPath();
-    context_.setDestOldDirectoryPath(destination.substr(0, destination.size() - 1) +
-                                     Const::kDestinationDirectorySuffix + "/");
     ILog("destOldDirectoryPath: %s", context_.destOldDirectoryPath().c_str());
     if (entryKind(destination) == EntryKind::Missing) {
         // Nothing of this version to move aside: the move finds no source and only traces.
         rollback_.renameDirectoryAtPath(destination, context_.destOldDirectoryPath());
         return true;
     }
-    std::string journalError;
-    if (!record_.append({UndoStep::MovedAside, systemPathOf(destination),
-                         systemPathOf(context_.destOldDirectoryPath())},
-                        &journalError)) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation,
-                                              "installation failure: journal: " + journalError);
+    if (!context_.recordStep(record_, {UndoStep::MovedAside, systemPathOf(destination),
+                                       systemPathOf(context_.destOldDirectoryPath())})) {
         return false;
     }
     // A failed move has been reported inside; nothing is copied over the previous generation.

@@ -30,33 +30,29 @@ protected:
 
 }  // namespace
 
-TEST_F(Run, ProgressFillsTheLowerHalfThenTheUpperHalf) {
-    install(false);
-    ASSERT_EQ(view.transitions.size(), 1u);
-    EXPECT_EQ(view.transitions[0].identifier, "toInstallComplete");
-    // Cancel: disabled until the copy has started in a new installation, then enabled.
-    EXPECT_EQ(view.cancelEnabled, (std::vector<bool>{false, true}));
-    bool upper = false;
-    for (float percent : view.progress) {
-        if (percent > 50.0f) {
-            upper = true;
-        }
-        if (upper) {
-            EXPECT_GE(percent, 50.0f);  // never back into the lower half
-        }
-    }
-}
-
-// Half of the application copy shows 25, half of the uninstaller copy 75.
+// Half of the application copy shows 25, half of the uninstaller copy 75, and the bar never
+// goes back into the lower half once the uninstaller is being copied.
 TEST_F(Run, EachCopyFillsItsHalfOfTheBar) {
     bool ended = false;
     InstallationRun run(view, Bundle::mainBundle(), false, [&] { ended = true; });
     FileCopyUtilDelegate& copier = run;
     copier.setCopyProgress(0.5f);
     EXPECT_EQ(view.progress.back(), 25.0f);
+    view.progress.clear();
     run.load();
     run.start();
     ASSERT_TRUE(waitUntil([&] { return ended; }, 30000, "the run's end"));
+    ASSERT_EQ(view.transitions.size(), 1u);
+    EXPECT_EQ(view.transitions[0].identifier, "toInstallComplete");
+    // Cancel: disabled until the copy has started in a new installation, then enabled.
+    EXPECT_EQ(view.cancelEnabled, (std::vector<bool>{false, true}));
+    bool upper = false;
+    for (float percent : view.progress) {
+        upper = upper || percent > 50.0f;
+        if (upper) {
+            EXPECT_GE(percent, 50.0f);  // never back into the lower half
+        }
+    }
     copier.setCopyProgress(0.5f);
     EXPECT_EQ(view.progress.back(), 75.0f);
 }

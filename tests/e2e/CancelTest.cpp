@@ -93,7 +93,8 @@ TEST_F(Cancel, OverwriteDuringEitherCopyRestoresThePreviousGenerationExactly) {
 TEST_F(Cancel, ASignalRefusedEarlyIsHonouredOnceCancelIsPossible) {
     growPayload("VELA.app", kBigPayload, 64);
     auto cli = startInstall();
-    ASSERT_TRUE(waitForLog("Device Installer module starting"));
+    // Well inside the start steps, with the signal handling long in place.
+    ASSERT_TRUE(waitForLog("[INFO] The log mode has been"));
     cli->signal(SIGINT);
     EXPECT_EQ(cli->wait(), 5) << cli->err();
     EXPECT_NE(cli->err().find("cannot be cancelled at this point"), std::string::npos);

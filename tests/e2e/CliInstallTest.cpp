@@ -325,17 +325,6 @@ TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {
     EXPECT_FALSE(exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
 }
 
-TEST_F(NewInstallation, AMissingLaunchAgentFileIsNotFatal) {
-    useBundleCopy();
-    fs::remove(bundle + "/Contents/Resources/VELA.plist");
-    RunResult result = install();
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(logContains("[INFO] Copy (null) to " +
-                            root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
-    EXPECT_TRUE(logContains("[INFO] End Installation process"));
-    EXPECT_FALSE(exists(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
-}
-
 TEST_F(NewInstallation, AUserOutsideAdminIsRefusedAndNothingChanges) {
     // nobody must be able to reach its home and the installer inside the temporary folder.
     fs::permissions(root.base(), fs::perms::others_exec, fs::perm_options::add);

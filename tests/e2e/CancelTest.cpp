@@ -12,93 +12,75 @@ namespace {
 
 constexpr std::uintmax_t kBigPayload = 768u << 20;
 
-class Cancel : public CliFixture {
-protected:
-    // Starts the front end and sends `signal` once the copy of `app` has begun.
-    int cancelDuringCopyOf(const std::string& app, int signal = SIGINT) {
-        auto cli = startInstall({"--json"});
-        EXPECT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/" + app + " to "));
-        cli->signal(signal);
-        int status = cli->wait();
-        err = cli->err();
-        record = recordOf(cli->out(), status);
-        return status;
-    }
-
-    void expectNewInstallationRemoved() {
-        EXPECT_FALSE(exists(generation()));
-        EXPECT_FALSE(exists(deviceDirectory()));
-        EXPECT_FALSE(exists(root.at("/Applications/Quillmark/VELA")));
-        EXPECT_FALSE(exists(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
-        EXPECT_TRUE(inOrder(
-            logMessages(),
-            {"[INFO] Start InstallationViewController cancelButtonClicked", "start: cancel=YES",
-             "[INFO] Remove application module: ", "cancelation with new installation",
-             "[INFO] Remove directory for device license mode: ", "cancelation: removing link",
-             "cancelation: removing LaunchControl file", "end: cancel=YES",
-             "[INFO] End InstallationViewController cancelButtonClicked"}));
-    }
-
-    std::string err;
-    QJsonObject record;
-};
+class Cancel : public CliFixture {};
 
 }  // namespace
 
-TEST_F(Cancel, NewInstallationDuringTheApplicationCopy) {
-    growPayload("VELA.app", kBigPayload, 64);
-    EXPECT_EQ(cancelDuringCopyOf("VELA.app"), 5) << err;
-    expectNewInstallationRemoved();
-    EXPECT_EQ(record.value(QStringLiteral("status")).toString(), QStringLiteral("cancelled"));
-    EXPECT_TRUE(record.value(QStringLiteral("undone")).toBool());
-    // The copy ended under the cancel state: its completion saw it and started nothing more.
-    EXPECT_TRUE(logContains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
-    EXPECT_FALSE(logContains("VELA-Uninstaller.app to"));
-    EXPECT_NE(err.find("cancelled"), std::string::npos);
-}
-
-TEST_F(Cancel, NewInstallationDuringTheUninstallerCopy) {
-    growPayload("VELA-Uninstaller.app", kBigPayload, 64);
-    EXPECT_EQ(cancelDuringCopyOf("VELA-Uninstaller.app", SIGTERM), 5) << err;
-    expectNewInstallationRemoved();
-    EXPECT_LT(logIndexOf("copying uninstaller module"), logIndexOf("start: cancel=YES"));
-    EXPECT_FALSE(logContains("End Installation process"));
-}
-
-// The previous generation must come back exactly as it was: same paths, sizes, modes, owners and
-// contents, the help file included.
-TEST_F(Cancel, OverwriteDuringEitherCopyRestoresThePreviousGenerationExactly) {
-    installPreviousGeneration();
-    for (const char* app : {"VELA.app", "VELA-Uninstaller.app"}) {
-        SCOPED_TRACE(app);
-        std::string before = snapshotTree(root.root());
-        bundle.clear();
-        useBundleCopy();
-        growPayload(app, kBigPayload, 64);
-        long mark = static_cast<long>(logMessages().size());
-        EXPECT_EQ(cancelDuringCopyOf(app), 5) << err;
-        EXPECT_EQ(snapshotTree(root.root()), before);
-        EXPECT_GE(logIndexOf("cancelation with over write", mark), 0);
-        EXPECT_GE(logIndexOf("[INFO] installer rename : " + generation() + ".old/ to " +
-                                 generation() + "/",
-                             mark),
-                  0);
-        EXPECT_GE(logIndexOf("[INFO] Revert help file of the device license mode: ", mark), 0);
+// A signal during either copy of a new installation or an overwrite, or one refused early in
+// the start steps and honoured once Cancel is possible: the run is undone to the tree before it
+// (an overwrite's previous generation and help file exactly as they were), along the cancel
+// road's trace lines.
+TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
+    const struct {
+        bool overwrite;
+        std::string app;  // whose copy is made long
+        int signal;
+        std::string after;  // the log line after which the signal comes; the copy's start if empty
+    } rows[] = {
+        {false, "VELA.app", SIGINT, ""},
+        {false, "VELA-Uninstaller.app", SIGTERM, ""},
+        {false, "VELA.app", SIGINT, "[INFO] The log mode has been"},
+        {true, "VELA.app", SIGINT, ""},
+        {true, "VELA-Uninstaller.app", SIGINT, ""},
+    };
+    const std::vector<std::string> newInstallation = {
+        "[INFO] Remove application module: ", "cancelation with new installation",
+        "[INFO] Remove directory for device license mode: ", "cancelation: removing link",
+        "cancelation: removing LaunchControl file"};
+    const std::vector<std::string> overwrite = {
+        "cancelation with over write", "[INFO] Revert help file of the device license mode: ",
+        "[INFO] installer rename : " + generation() + ".old/ to " + generation() + "/"};
+    // The vendor folders and the lock that any run makes may stay; nothing else changes.
+    std::vector<std::string> leaveOut = kVendorFolders;
+    leaveOut.push_back(".install-lock");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.app + (row.overwrite ? ", overwrite" : ", new") + " " + row.after);
+        fs::remove_all(root.at("/Applications/Quillmark"));
+        fs::remove_all(root.at("/Library/Application Support/Quillmark"));
+        fs::remove_all(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist"));
+        if (row.overwrite) {
+            installPreviousGeneration();
+        }
+        fs::remove(root.logPath());
+        const std::string before = snapshotTree(root.root(), leaveOut);
         fs::remove_all(bundle);
+        bundle.clear();
+        growPayload(row.app, kBigPayload, 64);
+        auto cli = startInstall({"--json"});
+        ASSERT_TRUE(waitForLog(row.after.empty()
+                                   ? "[INFO] Copy " + bundle + "/Contents/MacOS/" + row.app + " to "
+                                   : row.after));
+        cli->signal(row.signal);
+        EXPECT_EQ(cli->wait(), 5) << cli->err();
+        const QJsonObject record = recordOf(cli->out(), 5);
+        EXPECT_EQ(record.value(QStringLiteral("status")).toString(), QStringLiteral("cancelled"));
+        EXPECT_TRUE(record.value(QStringLiteral("undone")).toBool());
+        EXPECT_NE(cli->err().find("cancelled"), std::string::npos);
+        EXPECT_EQ(cli->err().find("cannot be cancelled at this point") != std::string::npos,
+                  !row.after.empty());
+        EXPECT_EQ(snapshotTree(root.root(), leaveOut), before);
+        std::vector<std::string> road = {
+            "[INFO] Start InstallationViewController cancelButtonClicked", "start: cancel=YES"};
+        const std::vector<std::string>& undo = row.overwrite ? overwrite : newInstallation;
+        road.insert(road.end(), undo.begin(), undo.end());
+        road.insert(road.end(), {"end: cancel=YES",
+                                 "[INFO] End InstallationViewController cancelButtonClicked"});
+        EXPECT_TRUE(inOrder(logMessages(), road));
+        // The copy ended under the cancel state: its completion saw it and started nothing more.
+        EXPECT_TRUE(logContains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
+        EXPECT_EQ(logContains("VELA-Uninstaller.app to"), row.app != "VELA.app");
+        EXPECT_FALSE(logContains("End Installation process"));
     }
-}
-
-// A signal refused while Cancel is not possible yet (the preparation of a new installation) is
-// remembered and honoured as soon as it is.
-TEST_F(Cancel, ASignalRefusedEarlyIsHonouredOnceCancelIsPossible) {
-    growPayload("VELA.app", kBigPayload, 64);
-    auto cli = startInstall();
-    // Well inside the start steps, with the signal handling long in place.
-    ASSERT_TRUE(waitForLog("[INFO] The log mode has been"));
-    cli->signal(SIGINT);
-    EXPECT_EQ(cli->wait(), 5) << cli->err();
-    EXPECT_NE(cli->err().find("cannot be cancelled at this point"), std::string::npos);
-    expectNewInstallationRemoved();
 }
 
 TEST_F(Cancel, IsRefusedOnceTheFinalisationStopsTheApplication) {

@@ -1,6 +1,7 @@
 #include "CliFixture.h"
 
 #include <QDeadlineTimer>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QThread>
 
@@ -49,6 +50,18 @@ QJsonObject CliFixture::recordOf(const std::string& out, int status) {
     QJsonObject record = document.object();
     EXPECT_EQ(record.value(QStringLiteral("exit")).toInt(-1), status) << out;
     return record;
+}
+
+std::string CliFixture::field(const QJsonObject& record, const std::string& path) {
+    QJsonValue value = record;
+    for (const QString& key : QString::fromStdString(path).split(QLatin1Char('.'))) {
+        value = value.toObject().value(key);
+    }
+    if (value.isString() || value.isUndefined()) {
+        return value.toString().toStdString();
+    }
+    const QByteArray json = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    return json.mid(1, json.size() - 2).toStdString();
 }
 
 std::vector<std::string> CliFixture::logMessages() const {

@@ -29,6 +29,9 @@ protected:
     /// The one JSON object a --json run wrote; fails the test when standard output holds
     /// anything else, or when its "exit" is not the process's status.
     static QJsonObject recordOf(const std::string& out, int status);
+    /// The value at `path` ("status", "error.code") of a record as text: a string as it is,
+    /// anything else as JSON writes it, empty when absent.
+    static std::string field(const QJsonObject& record, const std::string& path);
 
     /// "[LEVEL] message" of every line the front end logged so far.
     std::vector<std::string> logMessages() const;

@@ -16,6 +16,12 @@ namespace {
 class HostileNames : public CliFixture {
 protected:
     HostileNames() : CliFixture("root with ' quote") {}
+    // The working directory goes with the root: a later test's commands would start in a folder
+    // that no longer exists.
+    void TearDown() override {
+        fs::current_path("/");
+        CliFixture::TearDown();
+    }
 };
 
 const std::vector<std::string> kHostileGenerations = {

@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 #include "CliFixture.h"
 #include "Files.h"
@@ -19,6 +18,12 @@ namespace {
 constexpr int kSpreadKills = 20;
 constexpr std::uintmax_t kPayload = 320u << 20;
 
+struct Kind {
+    const char* name;
+    const char* previous;            // the version installed before the run; none when null
+    std::vector<std::string> steps;  // the journal steps this kind of run takes
+};
+
 // The tree of the target that an installation owns; the vendor folders and the lock that any
 // run leaves, killed or not, and the record that only a run that ended writes, are left out.
 std::string installedTree(const TempInstallRoot& root) {
@@ -27,28 +32,18 @@ std::string installedTree(const TempInstallRoot& root) {
     return snapshotTree(root.root(), leaveOut);
 }
 
-std::string linesMissingFrom(const std::string& lines, const std::string& other) {
+// The lines of `tree` that `other` lacks.
+std::string linesMissingFrom(const std::string& tree, const std::string& other) {
     std::string missing;
-    std::size_t at = 0;
-    while (at < lines.size()) {
-        std::size_t end = lines.find('\n', at);
-        std::string line = lines.substr(at, end - at + 1);
-        at = end + 1;
-        if (other.find(line) == std::string::npos) {
-            missing += line;
-        }
+    for (const std::string& line : linesOf(tree)) {
+        missing += other.find(line + "\n") == std::string::npos ? line + "\n" : "";
     }
     return missing;
 }
 
-enum class Kind { New, SameVersion, OlderVersion };
-
 class Kill : public CliFixture, public testing::WithParamInterface<Kind> {
 protected:
     void SetUp() override {
-        older_ = root.base() + "/Older.app";
-        fs::copy(VELA_TEST_BUNDLE_DIR, older_, fs::copy_options::recursive);
-        setVersion(older_, "1.0");
         growPayload("VELA.app", kPayload, 48);
         growPayload("VELA-Uninstaller.app", kPayload / 4, 12);
     }
@@ -60,41 +55,37 @@ protected:
               "/Library/LaunchAgents/com.quillmark.VELA.plist"}) {
             fs::remove_all(root.at(path));
         }
-        if (GetParam() == Kind::New) {
+        if (GetParam().previous == nullptr) {
             return;
         }
-        const std::string from =
-            GetParam() == Kind::SameVersion ? std::string(VELA_TEST_BUNDLE_DIR) : older_;
+        const std::string previous = root.base() + "/Previous.app";
+        fs::remove_all(previous);
+        fs::copy(VELA_TEST_BUNDLE_DIR, previous, fs::copy_options::recursive);
+        setVersion(previous, *GetParam().previous ? GetParam().previous : VELA_TEST_VERSION);
         std::map<std::string, std::string> env = environment();
-        env["VELA_MAIN_BUNDLE"] = from;
-        RunResult previous = run({VELA_TEST_CLI, "--target", root.root()}, env);
-        ASSERT_EQ(previous.status, 0) << previous.err;
+        env["VELA_MAIN_BUNDLE"] = previous;
+        RunResult result = run({VELA_TEST_CLI, "--target", root.root()}, env);
+        ASSERT_EQ(result.status, 0) << result.err;
     }
 
-    // The dead run's last command may still be running: it keeps the target busy until it ends.
-    RunResult recover() {
-        QDeadlineTimer deadline(30000);
-        for (;;) {
-            RunResult result =
-                run({VELA_TEST_CLI, "--recover", "--target", root.root()}, environment());
-            if (result.status != 6 || deadline.hasExpired()) {
-                return result;
-            }
-            QThread::msleep(20);
-        }
-    }
-
-    // Kills the front end once `when` says so, repairs, and checks that the tree is the one
-    // before the run or the complete installation, never anything in between.
-    void killRepairAndCheck(const std::string& label, const std::function<void(Process&)>& when) {
+    // Kills the front end once `when` returns, repairs, and checks that the tree is the one
+    // before the run or the complete installation, never anything in between. The dead run's
+    // last command may still be running: it keeps the target busy until it ends.
+    void killRepairAndCheck(const std::string& label, const std::function<void()>& when) {
         SCOPED_TRACE(label);
         prepare();
         ASSERT_EQ(installedTree(root), before_);
         auto cli = startInstall();
-        when(*cli);
+        when();
         cli->signal(SIGKILL);
         const int killed = cli->wait();
-        RunResult repaired = recover();
+        RunResult repaired;
+        for (QDeadlineTimer deadline(30000);; QThread::msleep(20)) {
+            repaired = install({"--recover"});
+            if (repaired.status != 6 || deadline.hasExpired()) {
+                break;
+            }
+        }
         EXPECT_EQ(repaired.status, 0) << repaired.err;
         const std::string after = installedTree(root);
         EXPECT_TRUE(after == before_ || after == complete_)
@@ -105,18 +96,10 @@ protected:
         EXPECT_FALSE(
             exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
         std::printf("kill %s (status %d): %s", label.c_str(), killed, repaired.out.c_str());
-        if (after == complete_) {
-            ++completed_;
-        } else {
-            ++undone_;
-        }
+        ++(after == complete_ ? completed_ : undone_);
     }
 
-    std::string older_;
-    std::string before_;
-    std::string complete_;
-    // The journal says where the run is at once (the log reaches its file later): waits until it
-    // records `step`.
+    // The journal says where the run is at once (the log reaches its file later).
     void waitForJournalStep(const std::string& step) {
         const std::string journal =
             root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
@@ -127,13 +110,15 @@ protected:
         }
     }
 
+    std::string before_;
+    std::string complete_;
     int completed_ = 0;
     int undone_ = 0;
 };
 
 }  // namespace
 
-// Kills at moments spread over a whole run and at each step of its finalisation; after each,
+// Kills at moments spread over a whole run and at each step of its journal; after each,
 // --recover leaves the state before the run or the complete installation, and a normal run
 // after it installs.
 TEST_P(Kill, AtAnyMomentIsRepairedToBeforeOrToComplete) {
@@ -147,26 +132,16 @@ TEST_P(Kill, AtAnyMomentIsRepairedToBeforeOrToComplete) {
     complete_ = installedTree(root);
 
     for (int i = 0; i < kSpreadKills; ++i) {
-        const int delay = static_cast<int>(duration * (2 * i + 1) / (2 * kSpreadKills));
+        const auto delay = static_cast<unsigned>(duration * (2 * i + 1) / (2 * kSpreadKills));
         killRepairAndCheck("after " + std::to_string(delay) + " ms",
-                           [delay](Process&) { QThread::msleep(static_cast<unsigned>(delay)); });
+                           [delay] { QThread::msleep(delay); });
     }
-    for (const char* step : {"movedAside", "helpFileReplaced", "deviceDirectoryCreated",
-                             "copyStarted", "pointOfNoReturn"}) {
-        const std::string name = step;
-        const bool recorded = name == "movedAside"               ? GetParam() == Kind::SameVersion
-                              : name == "deviceDirectoryCreated" ? GetParam() == Kind::New
-                              : name == "helpFileReplaced"       ? GetParam() != Kind::New
-                                                                 : true;
-        if (!recorded) {
-            continue;  // a step that this kind of run never takes
-        }
-        for (const int afterMs : {0, 30, 60}) {
-            killRepairAndCheck(std::string(step) + " + " + std::to_string(afterMs) + " ms",
-                               [this, step, afterMs](Process&) {
-                                   waitForJournalStep(step);
-                                   QThread::msleep(static_cast<unsigned>(afterMs));
-                               });
+    for (const std::string& step : GetParam().steps) {
+        for (const unsigned afterMs : {0, 30, 60}) {
+            killRepairAndCheck(step + " + " + std::to_string(afterMs) + " ms", [&] {
+                waitForJournalStep(step);
+                QThread::msleep(afterMs);
+            });
         }
     }
     EXPECT_GT(undone_, 0);
@@ -177,16 +152,15 @@ TEST_P(Kill, AtAnyMomentIsRepairedToBeforeOrToComplete) {
     EXPECT_EQ(installedTree(root), complete_);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Kill,
-                         testing::Values(Kind::New, Kind::SameVersion, Kind::OlderVersion),
-                         [](const testing::TestParamInfo<Kind>& param) {
-                             switch (param.param) {
-                                 case Kind::New:
-                                     return "NewInstallation";
-                                 case Kind::SameVersion:
-                                     return "OverwriteOfTheSameVersion";
-                                 case Kind::OlderVersion:
-                                     return "UpdateOverAnOlderVersion";
-                             }
-                             return "";
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, Kill,
+    testing::Values(Kind{"NewInstallation",
+                         nullptr,
+                         {"deviceDirectoryCreated", "copyStarted", "pointOfNoReturn"}},
+                    Kind{"OverwriteOfTheSameVersion",
+                         "",
+                         {"movedAside", "helpFileReplaced", "copyStarted", "pointOfNoReturn"}},
+                    Kind{"UpdateOverAnOlderVersion",
+                         "1.0",
+                         {"helpFileReplaced", "copyStarted", "pointOfNoReturn"}}),
+    [](const testing::TestParamInfo<Kind>& param) { return std::string(param.param.name); });

@@ -72,23 +72,15 @@ std::vector<std::string> CliFixture::logMessages() const {
     return messages;
 }
 
-long CliFixture::logIndexOf(const std::string& text, long from) const {
-    return indexOf(logMessages(), text, from);
-}
-
 bool CliFixture::logContains(const std::string& text) const {
-    return logIndexOf(text) >= 0;
+    return indexOf(logMessages(), text) >= 0;
 }
 
-bool CliFixture::waitForLog(const std::string& text, int timeoutMs, bool required,
-                            long from) const {
-    QDeadlineTimer deadline(timeoutMs);
-    while (logIndexOf(text, from) < 0) {
+bool CliFixture::waitForLog(const std::string& text) const {
+    QDeadlineTimer deadline(20000);
+    while (!logContains(text)) {
         if (deadline.hasExpired()) {
-            if (!required) {
-                return false;
-            }
-            ADD_FAILURE() << "waited " << timeoutMs << " ms in vain for the log line: " << text;
+            ADD_FAILURE() << "waited 20 s in vain for the log line: " << text;
             return false;
         }
         QThread::msleep(2);

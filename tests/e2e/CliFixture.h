@@ -36,12 +36,9 @@ protected:
     /// "[LEVEL] message" of every line the front end logged so far.
     std::vector<std::string> logMessages() const;
     bool logContains(const std::string& text) const;
-    /// Index of the first message containing `text` at or after `from`, or -1.
-    long logIndexOf(const std::string& text, long from = 0) const;
-    /// Waits until the log holds `text` (the front end writes its log asynchronously); when it
-    /// does not come in time and `required`, fails the test naming `text`.
-    bool waitForLog(const std::string& text, int timeoutMs = 20000, bool required = true,
-                    long from = 0) const;
+    /// Waits until the log holds `text` (the front end writes its log asynchronously); fails
+    /// the test naming `text` when it does not come in time.
+    bool waitForLog(const std::string& text) const;
 
     /// A copy of the built installer bundle to change; the front end then uses it.
     std::string useBundleCopy();

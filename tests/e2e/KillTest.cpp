@@ -32,15 +32,6 @@ std::string installedTree(const TempInstallRoot& root) {
     return snapshotTree(root.root(), leaveOut);
 }
 
-// The lines of `tree` that `other` lacks.
-std::string linesMissingFrom(const std::string& tree, const std::string& other) {
-    std::string missing;
-    for (const std::string& line : linesOf(tree)) {
-        missing += other.find(line + "\n") == std::string::npos ? line + "\n" : "";
-    }
-    return missing;
-}
-
 class Kill : public CliFixture, public testing::WithParamInterface<Kind> {
 protected:
     void SetUp() override {
@@ -90,9 +81,9 @@ protected:
         const std::string after = installedTree(root);
         EXPECT_TRUE(after == before_ || after == complete_)
             << "neither the state before nor the complete installation; " << repaired.out
-            << repaired.err << "\nnot in the complete installation:\n"
-            << linesMissingFrom(after, complete_) << "missing from it:\n"
-            << linesMissingFrom(complete_, after);
+            << repaired.err << "\nthe tree:\n"
+            << after << "the complete installation:\n"
+            << complete_;
         EXPECT_FALSE(
             exists(root.at("/Library/Application Support/Quillmark/VELA/.install-journal")));
         std::printf("kill %s (status %d): %s", label.c_str(), killed, repaired.out.c_str());

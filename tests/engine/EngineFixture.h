@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <optional>
 #include <vector>
 
+#include "Const.h"
 #include "InstallationView.h"
+#include "Log.h"
 #include "LogReader.h"
-#include "ScopedEnvironment.h"
 #include "TempInstallRoot.h"
 
 namespace vela::test {
@@ -33,8 +33,14 @@ public:
 /// log in DEBUG mode so that traces can be asserted.
 class EngineFixture : public testing::Test {
 protected:
-    EngineFixture();
-    ~EngineFixture() override;
+    EngineFixture() {
+        Const::setTargetRoot(root.root());
+        applyLogMode("DEBUG");
+    }
+    ~EngineFixture() override {
+        applyLogMode("NORMAL");
+        Const::setTargetRoot("/");
+    }
 
     TempInstallRoot root;
     RecordingView view;

@@ -1,9 +1,6 @@
 #include <filesystem>
 
-#include "Const.h"
 #include "EngineFixture.h"
-#include "Files.h"
-#include "Log.h"
 #include "StartSteps.h"
 
 using namespace vela;
@@ -21,12 +18,7 @@ TEST_F(Start, OnlyAGenerationWithItsUninstallerCountsAsInstalled) {
     fs::create_directories(root.at("/Applications/Quillmark/VELA-Ver1.1/Other.app"));
     LogReader second;
     EXPECT_FALSE(StartSteps::detectInstalledGeneration());
-    std::vector<std::string> messages = second.messages();
-    EXPECT_EQ(std::count_if(messages.begin(), messages.end(),
-                            [](const std::string& m) {
-                                return m.find("checking installed: ") != std::string::npos;
-                            }),
-              2);
+    EXPECT_EQ(countOf(second.messages(), "checking installed: "), 2);
     fs::create_directories(root.at("/Applications/Quillmark/VELA-Ver1.1/VELA-Uninstaller.app"));
     EXPECT_TRUE(StartSteps::detectInstalledGeneration());
     EXPECT_TRUE(second.contains("[INFO] Found installed module: VELA-Ver1.1"));

@@ -4,7 +4,6 @@
 
 #include "Files.h"
 #include "Log.h"
-#include "ScopedEnvironment.h"
 #include "TempInstallRoot.h"
 
 using namespace vela;
@@ -18,21 +17,6 @@ void makeFileOfSize(const std::string& path, std::uintmax_t size) {
 }
 
 }  // namespace
-
-// The writer checks before every line, so a long-running installer starts a new file.
-TEST(LogRotation, TheNextLineAfterARotationStartsANewFile) {
-    test::TempInstallRoot root;
-    test::ScopedEnvironment home("HOME", root.home());
-    Log writer(std::string("VELA-device-Installer"));
-    const std::string path = *writer.logFilePath();
-    makeFileOfSize(path, 10'000'001);
-    writer.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
-    writer.flush();
-    EXPECT_EQ(fs::file_size(path + "_1"), 10'000'001u);
-    std::vector<std::string> lines = test::readLines(path);
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("first of the new file"), std::string::npos);
-}
 
 // A log above the limit becomes the one previous generation. A step that fails is reported on
 // the console, with the first failure kept even when later steps succeed, and no step replaces

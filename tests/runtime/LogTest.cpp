@@ -114,36 +114,26 @@ TEST(LogQueue, LinesFromManyThreadsKeepSubmissionOrderAndTheirTags) {
     EXPECT_EQ(tags.size(), 4u);
 }
 
-TEST(LogFile, OnlyTheFamilysProgramsWriteAFile) {
-    test::TempInstallRoot root;
-    test::ScopedEnvironment home("HOME", root.home());
-    {
-        Log other(std::string("SomethingElse"));
-        EXPECT_FALSE(other.logFilePath().has_value());
-        other.enqueue(Log::kLogLevelInfo, "lost", 1);
-        other.writeImmediately("lost", 1);
-        other.flush();
-        EXPECT_FALSE(Log(std::nullopt).logFilePath().has_value());
-        EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
-        EXPECT_EQ(Log(std::string("VELA-Installer")).logFilePath(),
-                  root.home() + "/Library/Logs/VELA-Installer.log");
-    }
-    EXPECT_FALSE(fs::exists(root.home() + "/Library"));
-}
-
-// A log path that cannot be written loses its lines and nothing else: no crash, no hang, nothing
-// written or created through what was planted there (the installer may run as root), and the
-// reason said once on standard error however many lines are lost.
-TEST(LogFile, UnwritablePathsLoseLinesAndSayWhyOnce) {
+// Only the family's programs write a file. A log path that cannot be written loses its lines and
+// nothing else: no crash, no hang, nothing written or created through what was planted there (the
+// installer may run as root), and the reason said once on standard error however many lines are
+// lost.
+TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
     test::TempInstallRoot root;
     test::ScopedEnvironment home("HOME", root.home());
     const std::string path = root.home() + "/Library/Logs/VELA-device-Installer.log";
     const std::string cannot = "message: the log file cannot be written: " + path;
+    EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
+    EXPECT_EQ(Log(std::string("VELA-Installer")).logFilePath(),
+              root.home() + "/Library/Logs/VELA-Installer.log");
     const struct {
         const char* name;
         std::function<void()> plant;
         std::string reason;
+        std::optional<std::string> program = "VELA-device-Installer";
     } rows[] = {
+        {"another program", [] {}, "", "SomethingElse"},
+        {"no program", [] {}, "", std::nullopt},
         {"a folder at the path", [&] { fs::create_directories(path); },
          "code 3: " + cannot + ": Description: [it is not a regular file]\n"},
         {"a dangling link", [&] { fs::create_symlink(root.base() + "/created", path); },
@@ -161,7 +151,7 @@ TEST(LogFile, UnwritablePathsLoseLinesAndSayWhyOnce) {
         fs::create_directories(root.home() + "/Library/Logs");
         row.plant();
         const std::string before = test::snapshotTree(root.base());
-        Log log(std::string("VELA-device-Installer"));
+        Log log(row.program);
         testing::internal::CaptureStderr();
         for (int i = 0; i < 3; ++i) {
             log.enqueue(Log::kLogLevelInfo, "lost", 1);
@@ -174,8 +164,9 @@ TEST(LogFile, UnwritablePathsLoseLinesAndSayWhyOnce) {
 }
 
 // Folders the writer creates in a home belong to the home's owner: root-owned folders there
-// would keep the user's own programs from writing their logs.
-TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
+// would keep the user's own programs from writing their logs. The writer checks the size before
+// every line, so a long-running installer starts a new file.
+TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationStartsANewFile) {
     test::TempInstallRoot root;
     const struct passwd* nobody = ::getpwnam("nobody");
     ASSERT_NE(nobody, nullptr);
@@ -183,13 +174,18 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
     fs::create_directories(home);
     ASSERT_EQ(::chown(home.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
     test::ScopedEnvironment variable("HOME", home);
+    const std::string path = home + "/Library/Logs/VELA-device-Installer.log";
     const mode_t mask = ::umask(077);
     {
         Log log(std::string("VELA-device-Installer"));
         log.enqueue(Log::kLogLevelInfo, "first line", 1);
         log.flush();
+        fs::resize_file(path, 10'000'001);
+        log.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
+        log.flush();
     }
     ::umask(mask);
+    EXPECT_EQ(test::readFile(path + "_1").size(), 10'000'001u) << "the previous generation";
     for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
         SCOPED_TRACE(folder);
         struct stat info {};
@@ -198,5 +194,7 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
         EXPECT_EQ(info.st_gid, nobody->pw_gid);
         EXPECT_EQ(info.st_mode & 07777, 0755u);
     }
-    EXPECT_EQ(test::readLines(home + "/Library/Logs/VELA-device-Installer.log").size(), 1u);
+    const std::vector<std::string> lines = test::readLines(path);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("first of the new file"), std::string::npos);
 }

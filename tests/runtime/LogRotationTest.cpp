@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 
 #include "Files.h"
@@ -27,49 +28,38 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
     const std::string folder = root.home();
     const std::string log = folder + "/app.log";
     const std::string failed = "message: failed to rotate the log file: %@: " + log;
-    struct Row {
+    constexpr std::uintmax_t big = 10'000'001;
+    // Sizes of the log, _1 and _last (0: absent) before and after; the console all of it when
+    // empty or ending in a line feed, else its start.
+    const struct {
         const char* name;
-        std::uintmax_t size = 10'000'001;  // of the log, of _1 and of _last; 0: absent
-        std::uintmax_t previous = 20;
-        std::uintmax_t last = 0;
-        std::string immutable = {};  // the folder itself when "."
-        std::string console = {};  // all of it when empty or ending in a line feed, else its start
-        std::vector<std::uintmax_t> after = {};
+        std::array<std::uintmax_t, 3> before;
+        std::string immutable;  // the folder itself when "."
+        std::string console;
+        std::array<std::uintmax_t, 3> after;
+    } rows[] = {
+        {"at the limit", {big - 1, 0, 0}, "", "", {big - 1, 0, 0}},
+        {"above the limit, with a stale _last", {big, 20, 5}, "", "", {0, big, 0}},
+        {"no log",
+         {0, 0, 0},
+         "",
+         "code 0: message: the log file does not exists.: " + log + "\n",
+         {0, 0, 0}},
+        {"the folder refuses renames", {big, 20, 0}, ".", "code 17: " + failed, {big, 20, 0}},
+        {"_last cannot be removed", {big, 20, 5}, "_last", "code 17: " + failed, {big, 20, 5}},
+        {"_last cannot be removed and there is no _1",
+         {big, 0, 5},
+         "_last",
+         "code 1: " + failed,
+         {0, big, 5}},
+        {"_1 cannot be moved", {big, 20, 0}, "_1", "code 17: " + failed, {big, 20, 0}},
     };
-    const Row rows[] = {
-        {.name = "at the limit", .size = 10'000'000, .previous = 0, .after = {10'000'000, 0, 0}},
-        {.name = "above the limit, with a stale _last", .last = 5, .after = {0, 10'000'001, 0}},
-        {.name = "no log",
-         .size = 0,
-         .previous = 0,
-         .console = "code 0: message: the log file does not exists.: " + log + "\n"},
-        {.name = "the folder refuses renames",
-         .immutable = ".",
-         .console = "code 17: " + failed,
-         .after = {10'000'001, 20, 0}},
-        {.name = "_last cannot be removed",
-         .last = 5,
-         .immutable = "_last",
-         .console = "code 17: " + failed,
-         .after = {10'000'001, 20, 5}},
-        {.name = "_last cannot be removed and there is no _1",
-         .previous = 0,
-         .last = 5,
-         .immutable = "_last",
-         .console = "code 1: " + failed,
-         .after = {0, 10'000'001, 5}},
-        {.name = "_1 cannot be moved",
-         .immutable = "_1",
-         .console = "code 17: " + failed,
-         .after = {10'000'001, 20, 0}},
-    };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const std::string names[] = {log, log + "_1", log + "_last"};
-        const std::uintmax_t sizes[] = {row.size, row.previous, row.last};
         for (int i = 0; i < 3; ++i) {
-            if (sizes[i] > 0) {
-                makeFileOfSize(names[i], sizes[i]);
+            if (row.before[i] > 0) {
+                makeFileOfSize(names[i], row.before[i]);
             }
         }
         const std::string immutable = row.immutable == "." ? folder : log + row.immutable;
@@ -88,7 +78,7 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
             EXPECT_EQ(console.rfind(row.console, 0), 0u) << console;
         }
         long present = 0;
-        for (std::size_t i = 0; i < row.after.size(); ++i) {
+        for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_EQ(fs::exists(names[i]) ? fs::file_size(names[i]) : 0, row.after[i]) << i;
             present += row.after[i] > 0 ? 1 : 0;
         }

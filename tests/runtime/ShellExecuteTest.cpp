@@ -61,7 +61,7 @@ TEST(ShellExecute, EndsWithTheCommandNotWithItsBackgroundChildren) {
         auto result =
             std::async(std::launch::async, [&] { return ShellExecute::execute(row.command); });
         const bool returned =
-            result.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+            result.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
         const std::string background = vela::test::readFile(pidFile);
         ASSERT_FALSE(background.empty());
         ::kill(std::stoi(background), SIGKILL);

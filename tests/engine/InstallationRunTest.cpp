@@ -167,9 +167,7 @@ TEST_F(Engine, LoadingWritesTheIdentificationAndSwitchesTheLogMode) {
     EXPECT_TRUE(log.contains("the log mode is DEBUG"));
 }
 
-TEST(Removal, NeverNamesTheRootOrTheFoldersAboveTheGenerations) {
-    TempInstallRoot root;
-    Const::setTargetRoot(root.root());
+TEST_F(Engine, RemovalNeverNamesTheRootOrTheFoldersAboveTheGenerations) {
     for (const std::string& path :
          {std::string(), std::string("/"), root.root(), root.root() + "/",
           root.root() + "/Applications", root.root() + "/Applications/Quillmark/",
@@ -180,5 +178,4 @@ TEST(Removal, NeverNamesTheRootOrTheFoldersAboveTheGenerations) {
     // Without its trailing slash: rm then removes a link at that name, never what it points to.
     EXPECT_EQ(removalCommand("-rf", generation),
               "rm -rf " + shellForm(generation.substr(0, generation.size() - 1)));
-    Const::setTargetRoot("/");
 }

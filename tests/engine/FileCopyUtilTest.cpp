@@ -43,11 +43,6 @@ public:
 // One worker and several: the same tree, item for item, whatever order the workers took.
 constexpr int kWorkerCounts[] = {1, 3};
 
-void setTimes(const std::string& path, std::int64_t seconds) {
-    const struct timespec times[2] = {{seconds, 0}, {seconds, 123456789}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
-}
-
 // Links of every kind, empty and read-only folders, files of zero bytes to several chunks, odd
 // modes (a file its owner may not read, set-id bits), each with its own past time.
 void makeMixedTree(const std::string& root) {
@@ -76,7 +71,9 @@ void makeMixedTree(const std::string& root) {
     }
     std::sort(paths.rbegin(), paths.rend());  // contents before their folder
     for (const std::string& path : paths) {
-        setTimes(path, time += 3600);
+        time += 3600;
+        const struct timespec times[2] = {{time, 0}, {time, 123456789}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
     }
     ::chmod((root + "/Contents/ReadOnly").c_str(), 0555);
 }

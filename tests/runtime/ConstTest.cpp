@@ -4,7 +4,6 @@
 
 #include "Const.h"
 #include "Files.h"
-#include "ScopedEnvironment.h"
 #include "TempInstallRoot.h"
 
 using vela::Const;
@@ -39,33 +38,22 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsForm) {
         // Relative, it would be read against whatever folder a later command runs in.
         {"relative root", [] { return Const::targetRoot(); }, here + "/relative root"},
         {"./a/../b", [] { return Const::targetRoot(); }, here + "/b"},
+        {"/", [] { return *Const::applicationUserAreaDirectoryPath(std::string("root")); },
+         "/root/Library/Application Support/Quillmark/VELA"},
     };
     for (const auto& row : rows) {
         Const::setTargetRoot(row.root);
         EXPECT_EQ(row.path(), row.expected) << "under " << row.root;
     }
-}
-
-TEST_F(ConstTest, UserPathsFollowTheHome) {
-    vela::test::ScopedEnvironment home("HOME", "/Users/alice");
-    EXPECT_EQ(Const::applicationUserAreaDirectoryPath(),
-              "/Users/alice/Library/Application Support/Quillmark/VELA");
-    EXPECT_EQ(Const::getLogModeSettingFilePath(),
-              "/Users/alice/Library/Application Support/Quillmark/VELA/.debug.ini");
-    EXPECT_EQ(Const::applicationDeviceInstallerLogPath(),
-              "/Users/alice/Library/Logs/VELA-device-Installer.log");
-    EXPECT_EQ(Const::applicationInstallerLogPath(), "/Users/alice/Library/Logs/VELA-Installer.log");
-    EXPECT_EQ(Const::applicationUserAreaDirectoryPath(std::string("root")),
-              "/root/Library/Application Support/Quillmark/VELA");
-    EXPECT_FALSE(Const::applicationUserAreaDirectoryPath(std::string("no-such-user-x")));
     EXPECT_FALSE(Const::applicationUserLogDirectoryPath(std::string("no-such-user-x")));
 }
 
-TEST_F(ConstTest, GenerationEnumerationKeepsPrefixedNamesOnly) {
+TEST_F(ConstTest, ListingsKeepPrefixedGenerationsAndEveryUsersConfigurationFirst) {
     vela::test::TempInstallRoot root;
     Const::setTargetRoot(root.root());
     EXPECT_TRUE(Const::applicationDirectoryPrefixEnumerate().empty());  // base missing
-    std::string base = root.at("/Applications/Quillmark");
+    EXPECT_TRUE(Const::allUserDirectoryPlistPaths().empty());
+    const std::string base = root.at("/Applications/Quillmark");
     for (const char* dir : {"VELA-Ver1.0.0.old", "vela-ver1.0", "Other", "VELA-Ver2"}) {
         fs::create_directories(base + "/" + dir);
     }
@@ -73,22 +61,16 @@ TEST_F(ConstTest, GenerationEnumerationKeepsPrefixedNamesOnly) {
     std::vector<std::string> names = Const::applicationDirectoryPrefixEnumerate();
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"VELA-Ver.txt", "VELA-Ver1.0.0.old", "VELA-Ver2"}));
-}
 
-TEST_F(ConstTest, EveryUsersPlistsConfigurationFirst) {
-    vela::test::TempInstallRoot root;
-    Const::setTargetRoot(root.root());
-    EXPECT_TRUE(Const::allUserDirectoryPlistPaths().empty());
-    std::string area = "/Library/Application Support/Quillmark/VELA/";
-    vela::test::writeFile(root.at("/Users/bob" + area + "VELA.font.plist"), "");
-    vela::test::writeFile(root.at("/Users/bob" + area + "VELA.config.plist"), "");
+    const std::string area = "/Library/Application Support/Quillmark/VELA/";
+    const std::string bob = root.at("/Users/bob" + area);
+    vela::test::writeFile(bob + "VELA.font.plist", "");
+    vela::test::writeFile(bob + "VELA.config.plist", "");
     vela::test::writeFile(root.at("/Users/Shared" + area + "VELA.font.plist"), "");
     fs::create_directories(root.at("/Users/carol"));
     std::vector<std::string> paths = Const::allUserDirectoryPlistPaths();
     ASSERT_EQ(paths.size(), 3u);
-    auto bob =
-        std::find(paths.begin(), paths.end(), root.at("/Users/bob" + area + "VELA.config.plist"));
-    ASSERT_NE(bob, paths.end());
-    ASSERT_NE(bob + 1, paths.end());
-    EXPECT_EQ(*(bob + 1), root.at("/Users/bob" + area + "VELA.font.plist"));
+    auto config = std::find(paths.begin(), paths.end(), bob + "VELA.config.plist");
+    ASSERT_LT(config + 1, paths.end());
+    EXPECT_EQ(config[1], bob + "VELA.font.plist");
 }

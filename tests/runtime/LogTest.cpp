@@ -23,58 +23,44 @@ using vela::test::LogReader;
 
 namespace fs = std::filesystem;
 
-TEST(LogLine, IsByteExact) {
-    EXPECT_EQ(Log::formatLine("2024-05-01 09:30:12.3456", "VELA-device-Installer", 512, 0xa1b3,
-                              "INFO", "alice", "performed by standard user: alice\n"),
-              "2024-05-01 09:30:12.3456 VELA-device-Installer[512:0000a1b3] [INFO] alice "
-              "performed by standard user: alice\n");
-}
-
-TEST(LogLine, WrittenLinesHaveTheFixedFormat) {
-    LogReader log;
-    ILog("plain %d", 7);
-    WLog("ends with a line feed already\n");
-    std::vector<std::string> lines = log.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    const std::regex form(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):([0-9a-f]{8})\] \[(INFO|WARN)\] \S+ .*)");
-    std::smatch match;
-    ASSERT_TRUE(std::regex_match(lines[0], match, form)) << lines[0];
-    EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
-    EXPECT_EQ(LogReader::messageOf(lines[0]), "[INFO] plain 7");
-    EXPECT_EQ(LogReader::messageOf(lines[1]), "[WARN] ends with a line feed already");
-}
-
-// The line feed follows the format: a logged command output that ends in a line feed is written
-// as that line and then an empty one.
-TEST(LogLine, ALineFeedIsAddedWhenTheFormatLacksOne) {
+// Every line is read back byte for byte as written. The line feed follows the format: a logged
+// command output that ends in a line feed is written as that line and then an empty one.
+TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
     const std::string path = *Log::defaultLog().logFilePath();
+    const std::regex head(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):[0-9a-f]{8}\] \[([A-Z]+)\] root )");
     struct Row {
         std::function<void()> log;
-        std::string written;  // after "<user> "
+        std::string written;  // after the user
+        std::string level = "INFO";
+        bool queued = true;  // else on disk without a flush
     };
     const Row rows[] = {
         {[] { ILog("plain %d", 1); }, "plain 1\n"},
-        {[] { WLog("own line feed\n"); }, "own line feed\n"},
+        {[] { WLog("own line feed\n"); }, "own line feed\n", "WARN"},
         {[] { ILog("%s", "output\n"); }, "output\n\n"},
-        {[] { ELog("%s\n", "output\n"); }, "output\n\n"},
+        {[] { ELog("%s\n", "output\n"); }, "output\n\n", "ERROR"},
         {[] { ILog("%s", ""); }, "\n"},
-        {[] { primitiveILog("%s", "now\n"); }, "now\n\n"},
+        {[] { primitiveILog("%s", "now\n"); }, "now\n\n", "INFO", false},
     };
     for (const Row& row : rows) {
         Log::defaultLog().flush();
         const std::size_t before = test::readFile(path).size();
         row.log();
-        Log::defaultLog().flush();
+        if (row.queued) {
+            Log::defaultLog().flush();
+        }
         const std::string line = test::readFile(path).substr(before);
         SCOPED_TRACE(line);
-        const std::size_t user = line.find("] root ");
-        ASSERT_NE(user, std::string::npos);
-        EXPECT_EQ(line.substr(user + 7), row.written);
+        std::smatch match;
+        ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous));
+        EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
+        EXPECT_EQ(match[2], row.level);
+        EXPECT_EQ(match.suffix(), row.written);
     }
 }
 
-TEST(LogMode, DebugLinesOnlyInDebugMode) {
+TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
     LogReader log;
     ASSERT_EQ(inquireLogMode(), "NORMAL");
     DLog("dropped");
@@ -86,26 +72,20 @@ TEST(LogMode, DebugLinesOnlyInDebugMode) {
     ASSERT_TRUE(applyLogMode("NORMAL"));
     DLog("dropped again");
     FLog("fatal");
-    std::vector<std::string> messages = log.messages();
-    ASSERT_EQ(messages.size(), 2u);
-    EXPECT_TRUE(std::regex_match(
-        messages[0], std::regex(R"(\[DEBUG\] main:-?\d+ virtual void .*TestBody\(\) kept here)")))
-        << messages[0];
-    EXPECT_EQ(messages[1], "[FATAL] fatal");
-}
-
-TEST(LogMode, SettingFileSwitchesToDebug) {
-    LogReader log;
-    std::string setting = *Const::getLogModeSettingFilePath();
+    const std::string setting = *Const::getLogModeSettingFilePath();
     EXPECT_TRUE(Config::setAppLogMode());
     fs::create_directories(setting);  // a directory counts: only existence matters
     EXPECT_TRUE(Config::setAppLogMode());
     fs::remove(setting);
     applyLogMode("NORMAL");
     std::vector<std::string> messages = log.messages();
-    ASSERT_GE(messages.size(), 2u);
-    EXPECT_EQ(messages[0], "[INFO] The log mode has changed successfully into  NORMAL.");
-    EXPECT_EQ(messages.back(), "[INFO] The log mode has changed successfully into  DEBUG.");
+    ASSERT_EQ(messages.size(), 4u);
+    EXPECT_TRUE(std::regex_match(
+        messages[0], std::regex(R"(\[DEBUG\] main:-?\d+ virtual void .*TestBody\(\) kept here)")))
+        << messages[0];
+    EXPECT_EQ(messages[1], "[FATAL] fatal");
+    EXPECT_EQ(messages[2], "[INFO] The log mode has changed successfully into  NORMAL.");
+    EXPECT_EQ(messages[3], "[INFO] The log mode has changed successfully into  DEBUG.");
 }
 
 TEST(LogQueue, LinesFromManyThreadsKeepSubmissionOrderAndTheirTags) {
@@ -134,89 +114,44 @@ TEST(LogQueue, LinesFromManyThreadsKeepSubmissionOrderAndTheirTags) {
     EXPECT_EQ(tags.size(), 4u);
 }
 
-TEST(LogFile, PrimitiveLineIsWrittenAtOnce) {
-    std::string path = *Log::defaultLog().logFilePath();
-    std::size_t before = test::readFile(path).size();
-    primitiveILog("immediate %s", "line");
-    std::string text = test::readFile(path);  // no flush: it is already there
-    EXPECT_GT(text.size(), before);
-    EXPECT_NE(text.find("[INFO] root immediate line\n"), std::string::npos);
-}
-
-TEST(LogFile, OnlyTheFamilysProgramsWriteAFile) {
+// Only the family's programs write a file. A log path that cannot be written loses its lines and
+// nothing else: no crash, no hang, nothing written or created through what was planted there (the
+// installer may run as root), and the reason said once on standard error however many lines are
+// lost.
+TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
     test::TempInstallRoot root;
     test::ScopedEnvironment home("HOME", root.home());
-    {
-        Log other(std::string("SomethingElse"));
-        EXPECT_FALSE(other.logFilePath().has_value());
-        other.enqueue(Log::kLogLevelInfo, "lost", 1);
-        other.writeImmediately("lost", 1);
-        other.flush();
-        Log none(std::nullopt);
-        EXPECT_FALSE(none.logFilePath().has_value());
-        Log client(std::string("VELA"));
-        EXPECT_EQ(client.logFilePath(), root.home() + "/Library/Logs/VELA.log");
-        Log installer(std::string("VELA-Installer"));
-        EXPECT_EQ(installer.logFilePath(), root.home() + "/Library/Logs/VELA-Installer.log");
-    }
-    EXPECT_FALSE(fs::exists(root.home() + "/Library"));
-}
-
-// A log path that cannot be written loses its lines and nothing else: no crash, no hang, nothing
-// written or created through what was planted there (the installer may run as root), and the
-// reason said once on standard error however many lines are lost.
-TEST(LogFile, UnwritablePathsLoseLinesAndSayWhyOnce) {
-    test::TempInstallRoot root;
-    test::ScopedEnvironment home("HOME", root.home());
-    const std::string logs = root.home() + "/Library/Logs";
-    const std::string path = logs + "/VELA-device-Installer.log";
-    const std::string victim = root.base() + "/victim";
-    const std::string victimFolder = root.base() + "/victim folder";
-    struct Row {
+    const std::string path = root.home() + "/Library/Logs/VELA-device-Installer.log";
+    const std::string cannot = "message: the log file cannot be written: " + path;
+    EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
+    EXPECT_EQ(Log(std::string("VELA-Installer")).logFilePath(),
+              root.home() + "/Library/Logs/VELA-Installer.log");
+    const struct {
         const char* name;
         std::function<void()> plant;
         std::string reason;
-    };
-    const Row rows[] = {
+        std::optional<std::string> program = "VELA-device-Installer";
+    } rows[] = {
+        {"another program", [] {}, "", "SomethingElse"},
+        {"no program", [] {}, "", std::nullopt},
         {"a folder at the path", [&] { fs::create_directories(path); },
-         "code 3: message: the log file cannot be written: " + path +
-             ": Description: [it is not a regular file]\n"},
-        {"a link to a victim", [&] { fs::create_symlink(victim, path); },
-         "code 1: message: the log file cannot be written: " + path +
-             ": Description: [it is a symbolic link]\n"},
+         "code 3: " + cannot + ": Description: [it is not a regular file]\n"},
         {"a dangling link", [&] { fs::create_symlink(root.base() + "/created", path); },
-         "code 1: message: the log file cannot be written: " + path +
-             ": Description: [it is a symbolic link]\n"},
-        {"a hard link to a victim", [&] { fs::create_hard_link(victim, path); },
-         "code 2: message: the log file cannot be written: " + path +
-             ": Description: [it has a second hard link]\n"},
-        {"a FIFO", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0666), 0); },
-         "code 3: message: the log file cannot be written: " + path +
-             ": Description: [it is not a regular file]\n"},
-        {"Logs linked to a victim folder",
-         [&] {
-             fs::remove(logs);
-             fs::create_symlink(victimFolder, logs);
-         },
-         "code 1: message: the log file cannot be written: " + path +
-             ": Description: [it is a symbolic link]\n"},
+         "code 1: " + cannot + ": Description: [it is a symbolic link]\n"},
         {"Library a plain file",
          [&] {
              fs::remove_all(root.home() + "/Library");
              test::writeFile(root.home() + "/Library", "");
          },
-         "code 4: message: the log file cannot be written: " + path +
-             ": Description: [it is not a directory]\n"},
+         "code 4: " + cannot + ": Description: [it is not a directory]\n"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         fs::remove_all(root.home() + "/Library");
-        fs::create_directories(logs);
-        fs::create_directories(victimFolder);
-        test::writeFile(victim, "precious\n");
+        fs::create_directories(root.home() + "/Library/Logs");
         row.plant();
         const std::string before = test::snapshotTree(root.base());
-        Log log(std::string("VELA-device-Installer"));
+        Log log(row.program);
         testing::internal::CaptureStderr();
         for (int i = 0; i < 3; ++i) {
             log.enqueue(Log::kLogLevelInfo, "lost", 1);
@@ -229,8 +164,9 @@ TEST(LogFile, UnwritablePathsLoseLinesAndSayWhyOnce) {
 }
 
 // Folders the writer creates in a home belong to the home's owner: root-owned folders there
-// would keep the user's own programs from writing their logs.
-TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
+// would keep the user's own programs from writing their logs. The writer checks the size before
+// every line, so a long-running installer starts a new file.
+TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationStartsANewFile) {
     test::TempInstallRoot root;
     const struct passwd* nobody = ::getpwnam("nobody");
     ASSERT_NE(nobody, nullptr);
@@ -238,13 +174,18 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
     fs::create_directories(home);
     ASSERT_EQ(::chown(home.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
     test::ScopedEnvironment variable("HOME", home);
+    const std::string path = home + "/Library/Logs/VELA-device-Installer.log";
     const mode_t mask = ::umask(077);
     {
         Log log(std::string("VELA-device-Installer"));
         log.enqueue(Log::kLogLevelInfo, "first line", 1);
         log.flush();
+        fs::resize_file(path, 10'000'001);
+        log.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
+        log.flush();
     }
     ::umask(mask);
+    EXPECT_EQ(test::readFile(path + "_1").size(), 10'000'001u) << "the previous generation";
     for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
         SCOPED_TRACE(folder);
         struct stat info {};
@@ -253,5 +194,7 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwner) {
         EXPECT_EQ(info.st_gid, nobody->pw_gid);
         EXPECT_EQ(info.st_mode & 07777, 0755u);
     }
-    EXPECT_EQ(test::readLines(home + "/Library/Logs/VELA-device-Installer.log").size(), 1u);
+    const std::vector<std::string> lines = test::readLines(path);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("first of the new file"), std::string::npos);
 }

@@ -1,0 +1,478 @@
+// The unattended front end when things go wrong: a signal mid-run, a volume that fills up or turns
+// read-only, generation names that would run commands, and what a user who is not root can plant
+// where the installer, running as root, will write.
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QJsonObject>
+
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+
+#include "CliFixture.h"
+#include "Files.h"
+
+using namespace vela::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::uintmax_t kBigPayload = 768u << 20;
+
+class Cancel : public CliFixture {};
+
+}  // namespace
+
+// A signal during either copy of a new installation or an overwrite, or one refused early in
+// the start steps and honoured once Cancel is possible: the run is undone to the tree before it
+// (an overwrite's previous generation and help file exactly as they were), along the cancel
+// road's trace lines.
+TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
+    const struct {
+        bool overwrite;
+        std::string app;  // whose copy is made long
+        int signal;
+        std::string after;  // the log line after which the signal comes; the copy's start if empty
+    } rows[] = {
+        {false, "VELA.app", SIGINT, ""},
+        {false, "VELA-Uninstaller.app", SIGTERM, ""},
+        {false, "VELA.app", SIGINT, "[INFO] The log mode has been"},
+        {true, "VELA.app", SIGINT, ""},
+        {true, "VELA-Uninstaller.app", SIGINT, ""},
+    };
+    const std::vector<std::string> newInstallation = {
+        "[INFO] Remove application module: ", "cancelation with new installation",
+        "[INFO] Remove directory for device license mode: ", "cancelation: removing link",
+        "cancelation: removing LaunchControl file"};
+    const std::vector<std::string> overwrite = {
+        "cancelation with over write", "[INFO] Revert help file of the device license mode: ",
+        "[INFO] installer rename : " + generation() + ".old/ to " + generation() + "/"};
+    // The vendor folders and the lock that any run makes may stay; nothing else changes.
+    std::vector<std::string> leaveOut = kVendorFolders;
+    leaveOut.push_back(".install-lock");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.app + (row.overwrite ? ", overwrite" : ", new") + " " + row.after);
+        fs::remove_all(root.at("/Applications/Quillmark"));
+        fs::remove_all(root.at("/Library/Application Support/Quillmark"));
+        fs::remove_all(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist"));
+        if (row.overwrite) {
+            installPreviousGeneration();
+        }
+        fs::remove(root.logPath());
+        const std::string before = snapshotTree(root.root(), leaveOut);
+        fs::remove_all(bundle);
+        bundle.clear();
+        growPayload(row.app, kBigPayload, 64);
+        auto cli = startInstall({"--json"});
+        ASSERT_TRUE(waitForLog(row.after.empty()
+                                   ? "[INFO] Copy " + bundle + "/Contents/MacOS/" + row.app + " to "
+                                   : row.after));
+        cli->signal(row.signal);
+        EXPECT_EQ(cli->wait(), 5) << cli->err();
+        const QJsonObject record = recordOf(cli->out(), 5);
+        EXPECT_EQ(record.value(QStringLiteral("status")).toString(), QStringLiteral("cancelled"));
+        EXPECT_TRUE(record.value(QStringLiteral("undone")).toBool());
+        EXPECT_NE(cli->err().find("cancelled"), std::string::npos);
+        EXPECT_EQ(cli->err().find("cannot be cancelled at this point") != std::string::npos,
+                  !row.after.empty());
+        EXPECT_EQ(snapshotTree(root.root(), leaveOut), before);
+        std::vector<std::string> road = {
+            "[INFO] Start InstallationViewController cancelButtonClicked", "start: cancel=YES"};
+        const std::vector<std::string>& undo = row.overwrite ? overwrite : newInstallation;
+        road.insert(road.end(), undo.begin(), undo.end());
+        road.insert(road.end(), {"end: cancel=YES",
+                                 "[INFO] End InstallationViewController cancelButtonClicked"});
+        EXPECT_TRUE(inOrder(logMessages(), road));
+        // The copy ended under the cancel state: its completion saw it and started nothing more.
+        EXPECT_TRUE(logContains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
+        EXPECT_EQ(logContains("VELA-Uninstaller.app to"), row.app != "VELA.app");
+        EXPECT_FALSE(logContains("End Installation process"));
+    }
+}
+
+TEST_F(Cancel, IsRefusedOnceTheFinalisationStopsTheApplication) {
+    installPreviousGeneration();
+    auto app = startApplication(generation() + "/VELA.app", true);
+    auto cli = startInstall();
+    ASSERT_TRUE(waitForLog("[INFO] Terminating desktop application"));
+    cli->signal(SIGINT);
+    EXPECT_EQ(cli->wait(), 0);
+    EXPECT_NE(cli->err().find("cannot be cancelled at this point"), std::string::npos)
+        << cli->err();
+    EXPECT_NE(cli->err().find("ran to its end"), std::string::npos) << cli->err();
+    EXPECT_FALSE(logContains("cancelButtonClicked"));
+    EXPECT_TRUE(exists(generation() + "/VELA-Uninstaller.app"));
+}
+
+TEST_F(Cancel, ASecondInstallerOnTheSameRootIsTurnedAway) {
+    growPayload("VELA.app", kBigPayload, 64);
+    auto first = startInstall();
+    ASSERT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/VELA.app to "));
+    RunResult second = install({"--json"});
+    EXPECT_EQ(second.status, 6);
+    EXPECT_EQ(recordOf(second.out, 6).value(QStringLiteral("status")).toString(),
+              QStringLiteral("busy"));
+    EXPECT_NE(second.err.find("another installer is working on " + root.root()), std::string::npos);
+    EXPECT_EQ(first->wait(), 0) << first->err();
+    // The log holds one run only: the second wrote nothing of its own.
+    EXPECT_EQ(countOf(logMessages(), "Device Installer module starting"), 1);
+}
+
+namespace {
+
+// The target root is a small file system of its own, so it can fill up or turn read-only.
+class Faults : public CliFixture {
+protected:
+    void mountRoot(const std::string& options) {
+        ASSERT_EQ(
+            ::system(("mount -t tmpfs -o " + options + " vela-test '" + root.root() + "'").c_str()),
+            0)
+            << "these tests need to mount a tmpfs (root)";
+        mounted_ = true;
+        for (const char* dir :
+             {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
+            fs::create_directories(root.at(std::string("/") + dir));
+        }
+    }
+    void remount(const std::string& options) {
+        ASSERT_EQ(::system(("mount -o remount," + options + " '" + root.root() + "'").c_str()), 0);
+    }
+    void TearDown() override {
+        if (mounted_) {
+            ::system(("umount -l '" + root.root() + "' 2>/dev/null").c_str());
+        }
+        CliFixture::TearDown();
+    }
+    void expectFailure(const RunResult& result, const std::string& message) {
+        EXPECT_EQ(result.status, 1) << result.err;
+        EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
+        EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + message));
+    }
+
+private:
+    bool mounted_ = false;
+};
+
+}  // namespace
+
+// The payload is measured against the volume first: a dry run says it would fail, and the real
+// run refuses with the numbers before it changes anything.
+TEST_F(Faults, ATargetTooSmallForThePayloadIsRefusedBeforeAnythingChanges) {
+    mountRoot("size=24m");
+    growPayload("VELA.app", 64u << 20, 16);
+    ASSERT_EQ(install({"--recover"}).status, 0);  // the lock file, which every real run makes
+    const std::string before = snapshotTree(root.root());
+    const std::string shortfall = "not enough free space on " + root.at("/Applications") + ": ";
+    for (const bool dryRun : {true, false}) {
+        RunResult result = install(dryRun ? std::vector<std::string>{"--json", "--dry-run"}
+                                          : std::vector<std::string>{"--json"});
+        const QJsonObject record = recordOf(result.out, 1);
+        EXPECT_EQ(field(record, "status"), dryRun ? "blocked" : "failed");
+        EXPECT_EQ(field(record, "undone"), "false");
+        const std::string message = field(record, "error.message");
+        unsigned long long needed = 0;
+        unsigned long long available = 0;
+        ASSERT_EQ(message.rfind(shortfall, 0), 0u) << message;
+        ASSERT_EQ(std::sscanf(message.c_str() + shortfall.size(),
+                              "%llu bytes needed, %llu bytes available", &needed, &available),
+                  2)
+            << message;
+        EXPECT_GT(needed, 64ull << 20);
+        EXPECT_LE(available, 24ull << 20);
+        EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
+    }
+    EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + shortfall));
+    EXPECT_EQ(snapshotTree(root.root()), before);
+}
+
+// Out of inodes with bytes to spare: the free-space check passes and the copy fails half-way.
+TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
+    mountRoot("size=64m,nr_inodes=300");
+    installPreviousGeneration();
+    std::string before = snapshotTree(root.root());
+    growPayload("VELA-Uninstaller.app", 1u << 20, 400);
+    expectFailure(install(), "Installation couldn't be completed");
+    EXPECT_TRUE(logContains("[INFO] Undo the installation after a failure"));
+    EXPECT_EQ(snapshotTree(root.root()), before);
+}
+
+// The journal cannot be written, so no step is taken, over an installation or on a fresh volume.
+TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
+    const std::string journal =
+        root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
+    for (const bool installed : {true, false}) {
+        SCOPED_TRACE(installed ? "over an installation" : "fresh");
+        mountRoot("size=64m");
+        if (installed) {
+            installPreviousGeneration();
+        }
+        std::string before = snapshotTree(root.root());
+        remount("ro");
+        expectFailure(install(), "installation failure: journal: " + journal +
+                                     (installed ? ": Read-only file system" : ""));
+        EXPECT_EQ(snapshotTree(root.root()), before);
+        ::system(("umount -l '" + root.root() + "'").c_str());
+    }
+}
+
+TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
+    useBundleCopy();
+    fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");
+    RunResult dry = install({"--dry-run"});
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_NE(
+        dry.err.find("MSG_E3001: the installer bundle is incomplete: no VELA-Uninstaller.app"),
+        std::string::npos)
+        << dry.err;
+    expectFailure(install(), "Installation couldn't be completed");
+    EXPECT_TRUE(logContains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));
+    EXPECT_FALSE(exists(generation()));
+}
+
+namespace {
+
+// A root whose name needs quoting, and generation names that would run commands, split words or
+// expand globs if any command line took them as they stand.
+class HostileNames : public CliFixture {
+protected:
+    HostileNames() : CliFixture("root with ' quote") {}
+    // The working directory goes with the root: a later test's commands would start in a folder
+    // that no longer exists.
+    void TearDown() override {
+        fs::current_path("/");
+        CliFixture::TearDown();
+    }
+};
+
+const std::vector<std::string> kHostileGenerations = {
+    "VELA-Ver1;touch X",      "VELA-Ver$(touch X)",   "VELA-Ver`touch X`",
+    "VELA-Ver1'\"x",          "VELA-Ver2\ntouch X",   "VELA-Ver *",
+    "VELA-Ver$(touch X).old", "VELA-Ver;touch X.old", "VELA-Ver&& touch X .old",
+};
+
+}  // namespace
+
+// A bundle with an empty version (so the generation is the bare prefix, a removal's widest
+// chance), without its agent, and with a link to an outside file in its payload; links planted
+// in the device directory. A new installation and an overwrite must remove the hostile
+// generations as named, run nothing, never name the root or a folder above the generations in a
+// removal, and never follow a link as root.
+TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
+    const std::string base = root.at("/Applications/Quillmark");
+    for (const std::string& name : kHostileGenerations) {
+        fs::create_directories(base + "/" + name + "/VELA-Uninstaller.app");
+    }
+    // Anything a widened command would hit: the working directory, siblings, the root.
+    fs::create_directories(base + "/keep-me");
+    writeFile(root.at("/Applications/keep-me-too"), "");
+    fs::current_path(root.base());
+    // An outside file owned by nobody, mode 600: what a careless chown -R or chmod would change.
+    const std::string victim = root.base() + "/victim";
+    writeFile(victim, "secret");
+    ASSERT_EQ(::chown(victim.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(::chmod(victim.c_str(), 0600), 0);
+    fs::create_directories(deviceDirectory());
+    fs::create_symlink(victim, deviceDirectory() + "/planted");
+    setVersion(useBundleCopy(), "");
+    fs::create_symlink(victim, bundle + "/Contents/MacOS/VELA.app/Contents/planted");
+    fs::remove(bundle + "/Contents/Resources/VELA.plist");
+    const std::string generation = base + "/VELA-Ver";
+
+    RunResult result = install();
+    ASSERT_EQ(result.status, 0) << result.err;
+    ASSERT_EQ(install().status, 0);  // and an overwrite of it
+    std::vector<std::string> left;
+    for (const auto& entry : fs::directory_iterator(base)) {
+        left.push_back(entry.path().filename().string());
+    }
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{"VELA", "VELA-Ver", "keep-me"}));
+    EXPECT_TRUE(exists(root.at("/Applications/keep-me-too")));
+    for (const std::string& dir : {root.base(), root.root(), base, std::string("/tmp")}) {
+        EXPECT_FALSE(exists(dir + "/X")) << "a command ran in " << dir;
+    }
+    for (const std::string& name : kHostileGenerations) {
+        if (name.find('\n') != std::string::npos) {
+            continue;  // its log line is split in two; that it is gone is checked above
+        }
+        const bool old = name.size() > 4 && name.compare(name.size() - 4, 4, ".old") == 0;
+        EXPECT_TRUE(
+            logContains(old ? "[INFO] removed old moved folder: " + base + "/" + name
+                            : "[INFO] installer removed updater: " + base + "/" + name + "/"))
+            << name;
+    }
+    // Every command line names the root in quotes, the quote itself escaped.
+    EXPECT_TRUE(logContains("command execute: chown -R root:admin '" + root.base() +
+                            "/root with '\\'' quote/Applications/Quillmark/VELA-Ver/'"));
+    for (const std::string& message : logMessages()) {
+        const std::size_t rm = message.find("rm -rf ");
+        if (rm == std::string::npos) {
+            continue;
+        }
+        const std::string target = message.substr(rm + 7, message.find(']', rm) - rm - 7);
+        for (const std::string& forbidden :
+             {std::string(), root.root(), root.root() + "/Applications",
+              root.root() + "/Applications/Quillmark"}) {
+            EXPECT_NE(target, "'" + forbidden + "'") << message;
+            EXPECT_NE(target, "'" + forbidden + "/'") << message;
+        }
+        EXPECT_NE(target.find("VELA"), std::string::npos) << message;
+    }
+    EXPECT_EQ(accessOf(victim), "nobody:nogroup:-rw-------");
+    EXPECT_EQ(readFile(victim), "secret");
+    EXPECT_EQ(fs::read_symlink(generation + "/VELA.app/Contents/planted"), victim);
+    EXPECT_EQ(accessOf(deviceDirectory()), "root:admin:drwxrwxr-x");
+    // A bundle without its agent installs all the rest.
+    EXPECT_TRUE(logContains("[INFO] Copy (null) to " +
+                            root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
+    EXPECT_FALSE(exists(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
+    EXPECT_TRUE(exists(generation + "/VELA-Uninstaller.app"));
+}
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+const std::string kVendor = "/Library/Application Support/Quillmark/VELA";
+
+struct Outcome {
+    int status = 0;
+    std::string said;  // on standard error or in the log (the log may be what was refused)
+};
+
+struct Row {
+    const char* name;
+    std::string folder;  // as on a Mac, opened to anybody as an admin group's folder is; "" none
+    std::string script;  // run by /bin/sh as the user, $1 the folder under the target root
+    Outcome fresh;
+    std::optional<Outcome> overwrite = {};  // when it differs from a new installation's
+    std::string clear = {};                 // removed first, as the user could not
+};
+
+class Planted : public CliFixture {};
+
+}  // namespace
+
+// Each row plants one thing as a user who is not root, runs a new installation or an overwrite,
+// and checks that the run ends within seconds and says what it refused, that nothing outside the
+// installer's own paths changed owner, mode or content, and that the installation is whole (or,
+// for a run that must fail, that the previous one is intact).
+TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
+    // The user owns the home and can reach it; the victims belong to a third account, so that
+    // re-owning one to anybody shows.
+    const std::string logs = root.home() + "/Library/Logs";
+    const std::string victims = root.base() + "/victims";
+    const std::string generation = CliFixture::generation() + "/";
+    ::chmod(root.base().c_str(), 0755);
+    writeFile(victims + "/file", "precious\n");
+    writeFile(victims + "/shared", "anyone may write, nobody may own\n");
+    writeFile(victims + "/folder/inside", "precious too\n");
+    ::chmod((victims + "/shared").c_str(), 0666);
+    ASSERT_EQ(::system(("chown -R daemon:daemon '" + victims + "'").c_str()), 0);
+    const std::string logFailure = "the log file cannot be written: " + logs +
+                                   "/VELA-device-Installer.log: Description: [it is ";
+    const Row rows[] = {
+        {"a link to a victim at the installer log's path",
+         "",
+         "mkdir -p \"$HOME/Library/Logs\"\n"
+         "ln -s \"$VICTIMS/file\" \"$HOME/Library/Logs/VELA-Installer.log\"\n",
+         {0, "not handed over to root: " + logs + "/VELA-Installer.log: it is a symbolic link"}},
+        {"a hard link to a victim at the installer log's path",
+         "",
+         "mkdir -p \"$HOME/Library/Logs\"\n"
+         "ln \"$VICTIMS/shared\" \"$HOME/Library/Logs/VELA-Installer.log\"\n",
+         {0,
+          "not handed over to root: " + logs + "/VELA-Installer.log: it has a second hard link"}},
+        {"~/Library/Logs a link to a victim folder",
+         "",
+         "rm -rf \"$HOME/Library/Logs\"\nmkdir -p \"$HOME/Library\"\n"
+         "ln -s \"$VICTIMS/folder\" \"$HOME/Library/Logs\"\n",
+         {0, logFailure + "a symbolic link]"}},
+        {"a FIFO at the log's path",
+         "",
+         "mkdir -p \"$HOME/Library/Logs\"\nrm -f \"$HOME/Library/Logs/VELA-device-Installer.log\"\n"
+         "mkfifo \"$HOME/Library/Logs/VELA-device-Installer.log\"\n",
+         {0, logFailure + "not a regular file]"}},
+        // What an administrator (a member of the group that may write there) or a user of a
+        // folder left open could plant among the generations, in the device directory and at
+        // the lock.
+        {"a link to a victim folder among the generations",
+         "/Applications/Quillmark",
+         "ln -s \"$VICTIMS/folder\" \"$1/VELA-Ver0\"",
+         {},
+         Outcome{0, "Removing the symbolic link itself, not what it points to: " +
+                        root.at("/Applications/Quillmark/VELA-Ver0/")}},
+        {"a link to a victim folder at the generation's own name",
+         "/Applications/Quillmark",
+         "[ -e \"$1/VELA-Ver" VELA_TEST_VERSION
+         "\" ] || ln -s \"$VICTIMS/folder\" \"$1/VELA-Ver" VELA_TEST_VERSION "\"",
+         {1, "installation failure: not a directory: " + generation + " (a symbolic link)"},
+         Outcome{}},
+        {"links to a victim at the offline flag and the help file, a hard link beside",
+         kVendor + "/VELA-device",
+         "ln -sf \"$VICTIMS/file\" \"$1/VELA-device.offline-mode\"\n"
+         "ln -f \"$VICTIMS/shared\" \"$1/VELA-for-Device-help.pdf\"\n"
+         "ln -sf \"$VICTIMS/nothing-yet\" \"$1/VELA-for-Device-help.pdf.old\"",
+         {}},
+        {"the device directory a link to a victim folder",
+         kVendor,
+         "ln -s \"$VICTIMS/folder\" \"$1/VELA-device\"",
+         {1, "non-directory item exists: " + root.at(kVendor + "/VELA-device")},
+         {},
+         kVendor + "/VELA-device"},
+        {"a link to a victim at the installation record",
+         kVendor,
+         "ln -sf \"$VICTIMS/shared\" \"$1/last-install.json\"",
+         {0, "Installation record kept: " + root.at(kVendor + "/last-install.json")}},
+        {"a link to a victim at the lock",
+         kVendor,
+         "ln -s \"$VICTIMS/file\" \"$1/.install-lock\"",
+         {1, "cannot lock " + root.at(kVendor + "/.install-lock")},
+         {},
+         kVendor + "/.install-lock"},
+    };
+    for (const bool overwriting : {false, true}) {
+        for (const Row& row : rows) {
+            SCOPED_TRACE(std::string(row.name) + (overwriting ? ", overwrite" : ", new"));
+            fs::remove_all(root.at("/Applications/Quillmark"));
+            fs::remove_all(root.at("/Library/Application Support/Quillmark"));
+            fs::remove_all(logs);
+            if (overwriting) {
+                installPreviousGeneration();
+            }
+            ASSERT_EQ(::system(("chown -R nobody: '" + root.home() + "'").c_str()), 0);
+            if (!row.clear.empty()) {
+                fs::remove_all(root.at(row.clear));
+            }
+            if (!row.folder.empty()) {
+                fs::create_directories(root.at(row.folder));
+                ::chmod(root.at(row.folder).c_str(), 0777);
+            }
+            const RunResult planted =
+                run({"/bin/sh", "-c", "set -e\n" + row.script, "plant", root.at(row.folder)},
+                    {{"HOME", root.home()}, {"VICTIMS", victims}}, kNobody);
+            ASSERT_EQ(planted.status, 0) << row.script << "\n" << planted.err;
+            const std::string victimsBefore = snapshotTree(victims);
+            const std::string installedBefore = snapshotTree(root.at("/Applications"));
+            const Outcome expected = overwriting && row.overwrite ? *row.overwrite : row.fresh;
+
+            Process front({VELA_TEST_CLI, "--target", root.root()}, environment());
+            const int status = front.wait(60000);
+            ASSERT_NE(status, -1) << "still running after a minute: " << front.err();
+            EXPECT_EQ(status, expected.status) << front.err();
+            EXPECT_TRUE(front.err().find(expected.said) != std::string::npos ||
+                        logContains(expected.said))
+                << expected.said << "\n"
+                << front.err();
+            EXPECT_EQ(snapshotTree(victims), victimsBefore);
+            if (expected.status == 0) {
+                EXPECT_TRUE(exists(generation + "VELA.app/Contents/MacOS/VELA"));
+                EXPECT_EQ(fs::read_symlink(root.at("/Applications/Quillmark/VELA")),
+                          "/Applications/Quillmark/VELA-Ver" VELA_TEST_VERSION "/");
+            } else {
+                EXPECT_EQ(snapshotTree(root.at("/Applications")), installedBefore);
+            }
+        }
+    }
+}

@@ -84,11 +84,11 @@ TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
         road.insert(road.end(), undo.begin(), undo.end());
         road.insert(road.end(), {"end: cancel=YES",
                                  "[INFO] End InstallationViewController cancelButtonClicked"});
-        EXPECT_TRUE(inOrder(logMessages(), road));
+        EXPECT_TRUE(inOrder(log.messages(), road));
         // The copy ended under the cancel state: its completion saw it and started nothing more.
-        EXPECT_TRUE(logContains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
-        EXPECT_EQ(logContains("VELA-Uninstaller.app to"), row.app != "VELA.app");
-        EXPECT_FALSE(logContains("End Installation process"));
+        EXPECT_TRUE(log.contains("didFinishedCopyWithError(std::error_code) start: cancel=YES"));
+        EXPECT_EQ(log.contains("VELA-Uninstaller.app to"), row.app != "VELA.app");
+        EXPECT_FALSE(log.contains("End Installation process"));
     }
 }
 
@@ -102,7 +102,7 @@ TEST_F(Cancel, IsRefusedOnceTheFinalisationStopsTheApplication) {
     EXPECT_NE(cli->err().find("cannot be cancelled at this point"), std::string::npos)
         << cli->err();
     EXPECT_NE(cli->err().find("ran to its end"), std::string::npos) << cli->err();
-    EXPECT_FALSE(logContains("cancelButtonClicked"));
+    EXPECT_FALSE(log.contains("cancelButtonClicked"));
     EXPECT_TRUE(exists(generation() + "/VELA-Uninstaller.app"));
 }
 
@@ -117,7 +117,7 @@ TEST_F(Cancel, ASecondInstallerOnTheSameRootIsTurnedAway) {
     EXPECT_NE(second.err.find("another installer is working on " + root.root()), std::string::npos);
     EXPECT_EQ(first->wait(), 0) << first->err();
     // The log holds one run only: the second wrote nothing of its own.
-    EXPECT_EQ(countOf(logMessages(), "Device Installer module starting"), 1);
+    EXPECT_EQ(countOf(log.messages(), "Device Installer module starting"), 1);
 }
 
 namespace {
@@ -148,7 +148,7 @@ protected:
     void expectFailure(const RunResult& result, const std::string& message) {
         EXPECT_EQ(result.status, 1) << result.err;
         EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
-        EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + message));
+        EXPECT_TRUE(log.contains("[ERROR] code=MSG_E3001, message=" + message));
     }
 
 private:
@@ -183,7 +183,7 @@ TEST_F(Faults, ATargetTooSmallForThePayloadIsRefusedBeforeAnythingChanges) {
         EXPECT_LE(available, 24ull << 20);
         EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
     }
-    EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + shortfall));
+    EXPECT_TRUE(log.contains("[ERROR] code=MSG_E3001, message=" + shortfall));
     EXPECT_EQ(snapshotTree(root.root()), before);
 }
 
@@ -194,7 +194,7 @@ TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
     std::string before = snapshotTree(root.root());
     growPayload("VELA-Uninstaller.app", 1u << 20, 400);
     expectFailure(install(), "Installation couldn't be completed");
-    EXPECT_TRUE(logContains("[INFO] Undo the installation after a failure"));
+    EXPECT_TRUE(log.contains("[INFO] Undo the installation after a failure"));
     EXPECT_EQ(snapshotTree(root.root()), before);
 }
 
@@ -227,7 +227,7 @@ TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
         std::string::npos)
         << dry.err;
     expectFailure(install(), "Installation couldn't be completed");
-    EXPECT_TRUE(logContains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));
+    EXPECT_TRUE(log.contains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));
     EXPECT_FALSE(exists(generation()));
 }
 
@@ -299,14 +299,14 @@ TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
         }
         const bool old = name.size() > 4 && name.compare(name.size() - 4, 4, ".old") == 0;
         EXPECT_TRUE(
-            logContains(old ? "[INFO] removed old moved folder: " + base + "/" + name
-                            : "[INFO] installer removed updater: " + base + "/" + name + "/"))
+            log.contains(old ? "[INFO] removed old moved folder: " + base + "/" + name
+                             : "[INFO] installer removed updater: " + base + "/" + name + "/"))
             << name;
     }
     // Every command line names the root in quotes, the quote itself escaped.
-    EXPECT_TRUE(logContains("command execute: chown -R root:admin '" + root.base() +
-                            "/root with '\\'' quote/Applications/Quillmark/VELA-Ver/'"));
-    for (const std::string& message : logMessages()) {
+    EXPECT_TRUE(log.contains("command execute: chown -R root:admin '" + root.base() +
+                             "/root with '\\'' quote/Applications/Quillmark/VELA-Ver/'"));
+    for (const std::string& message : log.messages()) {
         const std::size_t rm = message.find("rm -rf ");
         if (rm == std::string::npos) {
             continue;
@@ -325,8 +325,8 @@ TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
     EXPECT_EQ(fs::read_symlink(generation + "/VELA.app/Contents/planted"), victim);
     EXPECT_EQ(accessOf(deviceDirectory()), "root:admin:drwxrwxr-x");
     // A bundle without its agent installs all the rest.
-    EXPECT_TRUE(logContains("[INFO] Copy (null) to " +
-                            root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
+    EXPECT_TRUE(log.contains("[INFO] Copy (null) to " +
+                             root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
     EXPECT_FALSE(exists(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
     EXPECT_TRUE(exists(generation + "/VELA-Uninstaller.app"));
 }
@@ -462,7 +462,7 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
             ASSERT_NE(status, -1) << "still running after a minute: " << front.err();
             EXPECT_EQ(status, expected.status) << front.err();
             EXPECT_TRUE(front.err().find(expected.said) != std::string::npos ||
-                        logContains(expected.said))
+                        log.contains(expected.said))
                 << expected.said << "\n"
                 << front.err();
             EXPECT_EQ(snapshotTree(victims), victimsBefore);

@@ -64,21 +64,9 @@ std::string CliFixture::field(const QJsonObject& record, const std::string& path
     return json.mid(1, json.size() - 2).toStdString();
 }
 
-std::vector<std::string> CliFixture::logMessages() const {
-    std::vector<std::string> messages;
-    for (const std::string& line : readLines(root.logPath())) {
-        messages.push_back(LogReader::messageOf(line));
-    }
-    return messages;
-}
-
-bool CliFixture::logContains(const std::string& text) const {
-    return indexOf(logMessages(), text) >= 0;
-}
-
 bool CliFixture::waitForLog(const std::string& text) const {
     QDeadlineTimer deadline(20000);
-    while (!logContains(text)) {
+    while (!log.contains(text)) {
         if (deadline.hasExpired()) {
             ADD_FAILURE() << "waited 20 s in vain for the log line: " << text;
             return false;

@@ -33,9 +33,6 @@ protected:
     /// anything else as JSON writes it, empty when absent.
     static std::string field(const QJsonObject& record, const std::string& path);
 
-    /// "[LEVEL] message" of every line the front end logged so far.
-    std::vector<std::string> logMessages() const;
-    bool logContains(const std::string& text) const;
     /// Waits until the log holds `text` (the front end writes its log asynchronously); fails
     /// the test naming `text` when it does not come in time.
     bool waitForLog(const std::string& text) const;
@@ -58,6 +55,8 @@ protected:
     std::unique_ptr<Process> startApplication(const std::string& appBundle, bool ignoreSigterm);
 
     TempInstallRoot root;
+    /// What the front end logged in this test's home.
+    LogReader log{root.logPath()};
     std::string bundle;
 };
 

@@ -115,7 +115,7 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
 
     // The steps in their order, and every command line with the root's blank escaped.
     EXPECT_TRUE(inOrder(
-        logMessages(),
+        log.messages(),
         {"[INFO] Device Installer module starting by root", "[INFO] The log mode has been DEBUG.",
          "[INFO] Loaded Installation Process version: " VELA_TEST_VERSION,
          "[INFO] Start Install for desktop application", "found 0 itme(s) in ",
@@ -129,10 +129,10 @@ TEST_F(NewInstallation, InstallsEverythingWithOwnersAndModes) {
          "[INFO] Launch desktop application"}));
     // The admin-writable device directory is never re-owned recursively: a hard link planted in
     // it would hand its target to root:admin.
-    EXPECT_FALSE(logContains("chown -R root:admin " + root.base() +
-                             "/target\\ root/Library/Application\\ Support"));
+    EXPECT_FALSE(log.contains("chown -R root:admin " + root.base() +
+                              "/target\\ root/Library/Application\\ Support"));
     EXPECT_EQ(outsider->wait(0), -1) << "a new installation stopped an application";
-    for (const std::string& message : logMessages()) {
+    for (const std::string& message : log.messages()) {
         if (message.find("command execute: ") != std::string::npos) {
             EXPECT_EQ(message.find("target root"), std::string::npos) << message;
         }
@@ -184,7 +184,7 @@ TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplications) {
     EXPECT_EQ(readFile(deviceDirectory() + "/VELA-device.offline-mode"), "keep me");
     EXPECT_EQ(accessOf(deviceDirectory() + "/VELA-device.offline-mode"), "root:root:-rw-------");
 
-    EXPECT_TRUE(inOrder(logMessages(),
+    EXPECT_TRUE(inOrder(log.messages(),
                         {"[INFO] Found installed module: VELA-Ver1.0",
                          "[INFO] removed old moved folder: " + generation("0.9.old"),
                          "[INFO] destOldDirectoryPath: " + aside + "/",
@@ -194,8 +194,8 @@ TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplications) {
                          "[INFO] installer removed updater: " + aside + "/",
                          "installer created link to applications"}));
     // The other generations go in the order the folder lists them.
-    EXPECT_TRUE(logContains("[INFO] installer removed updater: " + generation("1.0") + "/"));
-    EXPECT_FALSE(logContains("offline flag"));
+    EXPECT_TRUE(log.contains("[INFO] installer removed updater: " + generation("1.0") + "/"));
+    EXPECT_FALSE(log.contains("offline flag"));
 }
 
 // A supervisor brings the application straight back, as a keep-alive service would: the
@@ -219,8 +219,8 @@ TEST_F(Overwrite, FailsWhenTheApplicationCannotBeStopped) {
               std::string::npos)
         << result.err;
     EXPECT_TRUE(
-        logContains("[ERROR] code=MSG_E3001, message=installation failure: exit application"));
-    EXPECT_FALSE(logContains("End Installation process"));
+        log.contains("[ERROR] code=MSG_E3001, message=installation failure: exit application"));
+    EXPECT_FALSE(log.contains("End Installation process"));
 }
 
 // A moved-aside folder that cannot be removed, or a same-version generation that cannot be moved
@@ -245,11 +245,11 @@ TEST_F(Overwrite, WhatCannotBeMovedAsideStopsTheRunAndIsKept) {
         RunResult result = install();
         ASSERT_EQ(::system(("chattr -" + c.flag + " '" + c.path + "'").c_str()), 0);
         EXPECT_EQ(result.status, 1);
-        EXPECT_TRUE(logContains("[ERROR] code=MSG_E3001, message=" + c.message));
+        EXPECT_TRUE(log.contains("[ERROR] code=MSG_E3001, message=" + c.message));
         EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
         EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
-        EXPECT_FALSE(logContains("Created directory for configuration"));
-        EXPECT_FALSE(logContains("[INFO] Copy " + bundle));
+        EXPECT_FALSE(log.contains("Created directory for configuration"));
+        EXPECT_FALSE(log.contains("[INFO] Copy " + bundle));
         fs::remove_all(generation("0.9.old"));
     }
 }
@@ -280,13 +280,13 @@ TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {
     EXPECT_EQ(field(record, "undone"), "true");
     EXPECT_EQ(field(record, "error.message"), "Installation couldn't be completed");
     EXPECT_NE(result.err.find("MSG_E3001: Installation couldn't be completed"), std::string::npos);
-    EXPECT_TRUE(inOrder(logMessages(),
+    EXPECT_TRUE(inOrder(log.messages(),
                         {"[ERROR] code=MSG_E3001, message=Installation couldn't be completed",
                          "[INFO] Undo the installation after a failure"}));
     EXPECT_EQ(result.err.find("progress:", result.err.find("MSG_E3001")), std::string::npos)
         << "progress after the outcome was known: " << result.err;
-    EXPECT_FALSE(logContains("VELA-Uninstaller.app to"));
-    EXPECT_FALSE(logContains("[INFO] End Installation process"));
+    EXPECT_FALSE(log.contains("VELA-Uninstaller.app to"));
+    EXPECT_FALSE(log.contains("[INFO] End Installation process"));
     for (const std::string& path :
          {generation(), deviceDirectory(), root.at("/Applications/Quillmark/VELA"),
           root.at("/Library/Application Support/Quillmark/VELA/.install-journal")}) {
@@ -308,9 +308,9 @@ TEST_F(NewInstallation, AUserOutsideAdminIsRefusedAndNothingChanges) {
     argv.push_back("--dry-run");
     EXPECT_EQ(run(argv, environment(), 65534).status, 3);
     EXPECT_NE(result.err.find("MSG_E3002"), std::string::npos);
-    EXPECT_TRUE(inOrder(logMessages(), {"[INFO] End check user nobody in admin group(no admin)",
-                                        "[ERROR] code=MSG_E3002, message=please install with "
-                                        "administrator privileges"}));
+    EXPECT_TRUE(inOrder(log.messages(), {"[INFO] End check user nobody in admin group(no admin)",
+                                         "[ERROR] code=MSG_E3002, message=please install with "
+                                         "administrator privileges"}));
     EXPECT_EQ(snapshotTree(root.root()), before);
 }
 
@@ -420,7 +420,7 @@ TEST_F(NewInstallation, VerifyReportsEachDamageAndAnOverwriteRepairsThem) {
     EXPECT_EQ(field(record, "mode"), "overwrite");
     EXPECT_EQ(record.value(QStringLiteral("previous")).toArray(),
               QJsonArray{QStringLiteral("VELA-Ver" VELA_TEST_VERSION)});
-    EXPECT_FALSE(logContains("Force terminating")) << "nothing ran that needed forcing";
+    EXPECT_FALSE(log.contains("Force terminating")) << "nothing ran that needed forcing";
     RunResult repaired = install({"--verify"});
     EXPECT_EQ(repaired.status, 0) << repaired.out;
 }

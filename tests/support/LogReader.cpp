@@ -1,28 +1,17 @@
 #include "LogReader.h"
 
 #include <algorithm>
-#include <filesystem>
 
 #include "Files.h"
 #include "Log.h"
 
 namespace vela::test {
 
-namespace {
-
-std::size_t sizeOf(const std::string& path) {
-    std::error_code ec;
-    auto size = std::filesystem::file_size(path, ec);
-    return ec ? 0 : static_cast<std::size_t>(size);
-}
-
-}  // namespace
-
 LogReader::LogReader() : LogReader(Log::defaultLog().logFilePath().value_or("")) {}
 
 LogReader::LogReader(std::string path) : path_(std::move(path)) {
     Log::defaultLog().flush();
-    offset_ = sizeOf(path_);
+    offset_ = readFile(path_).size();
 }
 
 std::vector<std::string> LogReader::lines() const {
@@ -54,12 +43,7 @@ std::vector<std::string> LogReader::messages() const {
 }
 
 bool LogReader::contains(const std::string& text) const {
-    for (const std::string& line : lines()) {
-        if (messageOf(line).find(text) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    return indexOf(messages(), text) >= 0;
 }
 
 long indexOf(const std::vector<std::string>& messages, const std::string& text, long from) {

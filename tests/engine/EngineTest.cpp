@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <functional>
 
 #include "Bundle.h"
 #include "Commands.h"

@@ -30,14 +30,11 @@ std::string shown(bool terminal, std::initializer_list<float> values) {
 }  // namespace
 
 // A management tool reads one line per further 10 %, never a step twice or backwards, whatever
-// the copy reports (a fraction above one, a total of zero).
-TEST(TerminalProgress, PipesGetOneLinePerFurtherTenPercent) {
+// the copy reports (a fraction above one, a total of zero); a terminal gets one redrawn bar.
+TEST(TerminalProgress, PipesGetOneLinePerFurtherTenPercentTerminalsOneRedrawnBar) {
     EXPECT_EQ(shown(false, {0, 4, 9.9f, 10, 12, 25, 19, 50, NAN, 75, 100, 120}),
               "progress: 10%\nprogress: 20%\nprogress: 50%\nprogress: 70%\nprogress: 100%\n");
     EXPECT_EQ(shown(false, {}), "");
-}
-
-TEST(TerminalProgress, TerminalsGetOneRedrawnBar) {
     std::string text = shown(true, {0, 50, 50, 100});
     EXPECT_EQ(std::count(text.begin(), text.end(), '\r'), 3);
     EXPECT_NE(text.find("]  50%"), std::string::npos);

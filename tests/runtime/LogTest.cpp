@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <functional>
 #include <regex>
@@ -23,12 +24,12 @@ using vela::test::LogReader;
 
 namespace fs = std::filesystem;
 
-// Every line is read back byte for byte as written. The line feed follows the format: a logged
-// command output that ends in a line feed is written as that line and then an empty one.
+// Byte for byte, with the logging thread's tag; a command output that ends in a line feed is
+// written as that line and then an empty one.
 TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
     const std::string path = *Log::defaultLog().logFilePath();
     const std::regex head(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):[0-9a-f]{8}\] \[([A-Z]+)\] root )");
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):([0-9a-f]{8})\] \[([A-Z]+)\] root )");
     struct Row {
         std::function<void()> log;
         std::string written;  // after the user
@@ -42,7 +43,9 @@ TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
         {[] { ELog("%s\n", "output\n"); }, "output\n\n", "ERROR"},
         {[] { ILog("%s", ""); }, "\n"},
         {[] { primitiveILog("%s", "now\n"); }, "now\n\n", "INFO", false},
+        {[] { std::thread([] { ILog("from a worker"); }).join(); }, "from a worker\n"},
     };
+    std::set<std::string> tags;
     for (const Row& row : rows) {
         Log::defaultLog().flush();
         const std::size_t before = test::readFile(path).size();
@@ -55,9 +58,11 @@ TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
         std::smatch match;
         ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous));
         EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
-        EXPECT_EQ(match[2], row.level);
+        EXPECT_EQ(match[3], row.level);
         EXPECT_EQ(match.suffix(), row.written);
+        tags.insert(match[2]);
     }
+    EXPECT_EQ(tags.size(), 2u) << "the worker's tag is the main thread's";
 }
 
 TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
@@ -88,36 +93,8 @@ TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
     EXPECT_EQ(messages[3], "[INFO] The log mode has changed successfully into  DEBUG.");
 }
 
-TEST(LogQueue, LinesFromManyThreadsKeepSubmissionOrderAndTheirTags) {
-    LogReader log;
-    std::vector<std::thread> threads;
-    std::mutex order;
-    std::vector<std::string> submitted;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 50; ++i) {
-                std::lock_guard lock(order);  // the order of submission is the order of this lock
-                std::string text = "thread " + std::to_string(t) + " line " + std::to_string(i);
-                ILog("%s", text.c_str());
-                submitted.push_back("[INFO] " + text);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(log.messages(), submitted);
-    std::set<std::string> tags;
-    for (const std::string& line : log.lines()) {
-        tags.insert(line.substr(line.find(':', 20), 9));
-    }
-    EXPECT_EQ(tags.size(), 4u);
-}
-
-// Only the family's programs write a file. A log path that cannot be written loses its lines and
-// nothing else: no crash, no hang, nothing written or created through what was planted there (the
-// installer may run as root), and the reason said once on standard error however many lines are
-// lost.
+// Only the family's programs write a file. An unwritable path loses its lines and nothing else:
+// nothing written through what was planted there (we may be root), the reason said once.
 TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
     test::TempInstallRoot root;
     test::ScopedEnvironment home("HOME", root.home());
@@ -163,9 +140,8 @@ TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
     }
 }
 
-// Folders the writer creates in a home belong to the home's owner: root-owned folders there
-// would keep the user's own programs from writing their logs. The writer checks the size before
-// every line, so a long-running installer starts a new file.
+// Root-owned folders in a home would keep the user's own programs from writing their logs. The
+// size is checked before every line, so a long-running installer starts a new file.
 TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationStartsANewFile) {
     test::TempInstallRoot root;
     const struct passwd* nobody = ::getpwnam("nobody");
@@ -173,6 +149,7 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationSta
     const std::string home = root.base() + "/nobody's home";
     fs::create_directories(home);
     ASSERT_EQ(::chown(home.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
+    fs::permissions(home, fs::perms(0755));
     test::ScopedEnvironment variable("HOME", home);
     const std::string path = home + "/Library/Logs/VELA-device-Installer.log";
     const mode_t mask = ::umask(077);
@@ -187,14 +164,83 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationSta
     ::umask(mask);
     EXPECT_EQ(test::readFile(path + "_1").size(), 10'000'001u) << "the previous generation";
     for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
-        SCOPED_TRACE(folder);
-        struct stat info {};
-        ASSERT_EQ(::lstat(folder.c_str(), &info), 0);
-        EXPECT_EQ(info.st_uid, nobody->pw_uid);
-        EXPECT_EQ(info.st_gid, nobody->pw_gid);
-        EXPECT_EQ(info.st_mode & 07777, 0755u);
+        EXPECT_EQ(test::accessOf(folder), test::accessOf(home)) << folder;
     }
-    const std::vector<std::string> lines = test::readLines(path);
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("first of the new file"), std::string::npos);
+    EXPECT_EQ(test::readLines(path).size(), 1u);
+    EXPECT_NE(test::readFile(path).find("first of the new file"), std::string::npos);
+}
+
+// A failed step is reported (the first failure, whatever follows) and replaces nothing at its
+// destination, so no generation is lost. Immutable entries stand for what root cannot move.
+TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
+    test::TempInstallRoot root;
+    const std::string folder = root.home();
+    const std::string log = folder + "/app.log";
+    const std::string failed = "message: failed to rotate the log file: %@: " + log;
+    constexpr std::uintmax_t big = 10'000'001;
+    // Sizes of the log, _1 and _last (0: absent); the console whole if it ends a line, else a
+    // start.
+    const struct {
+        const char* name;
+        std::array<std::uintmax_t, 3> before;
+        std::string immutable;  // the folder itself when "."
+        std::string console;
+        std::array<std::uintmax_t, 3> after;
+    } rows[] = {
+        {"at the limit", {big - 1, 0, 0}, "", "", {big - 1, 0, 0}},
+        {"above the limit, with a stale _last", {big, 20, 5}, "", "", {0, big, 0}},
+        {"no log",
+         {0, 0, 0},
+         "",
+         "code 0: message: the log file does not exists.: " + log + "\n",
+         {0, 0, 0}},
+        {"the folder refuses renames", {big, 20, 0}, ".", "code 17: " + failed, {big, 20, 0}},
+        {"_last cannot be removed", {big, 20, 5}, "_last", "code 17: " + failed, {big, 20, 5}},
+        {"_last cannot be removed and there is no _1",
+         {big, 0, 5},
+         "_last",
+         "code 1: " + failed,
+         {0, big, 5}},
+        {"_1 cannot be moved", {big, 20, 0}, "_1", "code 17: " + failed, {big, 20, 0}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string names[] = {log, log + "_1", log + "_last"};
+        for (int i = 0; i < 3; ++i) {
+            if (row.before[i] > 0) {
+                test::writeFile(names[i], "");
+                fs::resize_file(names[i], row.before[i]);
+            }
+        }
+        const std::string immutable = row.immutable == "." ? folder : log + row.immutable;
+        const auto chattr = [&](const char* flag) {
+            return row.immutable.empty() ||
+                   ::system(("chattr " + std::string(flag) + " '" + immutable + "'").c_str()) == 0;
+        };
+        ASSERT_TRUE(chattr("+i"));
+        testing::internal::CaptureStderr();
+        logObservation(log);
+        const std::string console = testing::internal::GetCapturedStderr();
+        ASSERT_TRUE(chattr("-i"));
+        const bool whole = row.console.empty() || row.console.back() == '\n';
+        EXPECT_EQ(whole ? console : console.substr(0, row.console.size()), row.console);
+        long present = 0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_EQ(fs::exists(names[i]) ? fs::file_size(names[i]) : 0, row.after[i]) << i;
+            present += row.after[i] > 0 ? 1 : 0;
+        }
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), present)
+            << "nothing else is left";
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            fs::remove_all(entry.path());
+        }
+    }
+    // The size cannot be read: said, and nothing is moved.
+    test::writeFile(folder + "/plain", "not a folder");
+    testing::internal::CaptureStderr();
+    logObservation(folder + "/plain/app.log");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "code 20: message: failed to get attribute file: " + folder +
+                  "/plain/app.log: Description: [Not a directory]\n");
+    EXPECT_EQ(test::readFile(folder + "/plain"), "not a folder");
 }

@@ -1,24 +1,23 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <future>
-#include <sstream>
+#include <random>
 
 #include "Files.h"
 #include "ShellExecute.h"
+#include "ShellForm.h"
 #include "TempInstallRoot.h"
 
 using vela::ShellExecute;
+using vela::shellForm;
 
-// Standard error in preference to standard output, in valid UTF-8 only. Any amount of output on
-// both streams comes back whole: both pipes are drained while the command runs. The command's
-// end is the end of the run: a child it leaves in the background may keep the output pipes open
-// for as long as it likes, and the caller (the wizard's main thread) must not wait for it. Each
-// such child is stopped by the test, so a runner that waits cannot hang it.
+// Standard error first, valid UTF-8 only, any amount drained from both pipes. The wizard's main
+// thread must not wait for a background child that keeps the pipes open (each is killed here, so
+// a runner that waits cannot hang the test). A command leads its own process group, so Ctrl-C at
+// a terminal does not kill it behind the installer's back.
 TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
     vela::test::TempInstallRoot root;
     const std::string pidFile = root.base() + "/background.pid";
@@ -40,6 +39,7 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
         {background + "; echo started", "started\n"},
         {"sleep 600 >&2 & echo $! > '" + pidFile + "'; echo complaint >&2", "complaint\n"},
         {background, ""},
+        {"[ $(ps -o pgid= -p $$) = $$ ] && echo leader", "leader\n"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.command);
@@ -62,15 +62,41 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
     EXPECT_EQ(ShellExecute::executeReturnInteger("kill -9 $$"), -1);
 }
 
-// Ctrl-C at a terminal goes to the terminal's process group: a command in a group of its own is
-// not killed behind the installer's back.
-TEST(ShellExecute, CommandsRunInAProcessGroupOfTheirOwn) {
-    std::optional<std::string> ids = ShellExecute::execute("ps -o pgid= -p $$; echo $$");
-    ASSERT_TRUE(ids.has_value());
-    std::istringstream in(*ids);
-    long group = 0;
-    long shell = 0;
-    in >> group >> shell;
-    EXPECT_EQ(group, shell);
-    EXPECT_NE(group, static_cast<long>(::getpgrp()));
+// Plain paths keep their terminal look, the rest is single-quoted; the shell reads every form back
+// as the original bytes. Hostile characters in plain paths and random strings do the listing.
+TEST(ShellForm, ShellReadsEveryFormBackExactly) {
+    EXPECT_EQ(shellForm("/Library/Application Support/VELA-Ver1.2"),
+              "/Library/Application\\ Support/VELA-Ver1.2");
+    EXPECT_EQ(shellForm("/x/VELA-Ver1'\"x"), "'/x/VELA-Ver1'\\''\"x'");
+    EXPECT_EQ(shellForm(""), "''");  // else the shell would see no word at all
+    const std::string hostile = " ;&|$`'\"\\\n\t*?[]{}()<>#~!%";
+    std::vector<std::string> texts;
+    for (char c : hostile) {
+        texts.push_back("/x/VELA-Ver1" + std::string(1, c) + "touch X");  // plain but for c
+    }
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<int> length(0, 24);
+    std::uniform_int_distribution<int> byte(1, 255);
+    std::uniform_int_distribution<int> pickHostile(0, static_cast<int>(hostile.size()) - 1);
+    std::uniform_int_distribution<int> coin(0, 2);
+    for (int round = 0; round < 300; ++round) {
+        std::string& text = texts.emplace_back();
+        for (int i = length(random); i > 0; --i) {
+            text += coin(random) == 0 ? hostile[static_cast<std::size_t>(pickHostile(random))]
+                                      : static_cast<char>(byte(random));
+        }
+    }
+    for (const std::string& text : texts) {
+        std::string hex;
+        for (unsigned char c : text) {
+            char two[4];
+            std::snprintf(two, sizeof two, "%02x", c);
+            hex += two;
+        }
+        // printf's own escapes would change the text: pass it as an argument, not a format.
+        EXPECT_EQ(ShellExecute::execute("printf %s " + shellForm(text) +
+                                        " | od -An -tx1 -v | tr -d ' \\n'"),
+                  hex)
+            << "form: " << shellForm(text);
+    }
 }

@@ -30,7 +30,7 @@ struct AlertSeen {
 };
 
 /// A fresh target root for the wizard of this process, a reader of the log from the test's
-/// start on, and the application's event loop to run the wizard in.
+/// start on, and the application's event loop to run the wizard in. English again at the end.
 class WizardFixture : public testing::Test {
 protected:
     WizardFixture();
@@ -72,34 +72,28 @@ protected:
 
     /// A real mouse click in the middle of `button`.
     static void click(QAbstractButton* button);
-    /// Answers the next alert that appears with its button `index`, recording it in `alerts`.
-    void answerNextAlert(int index = 0);
-
-    /// Saves `widget` as build/screenshots/<name>.png.
-    static void saveScreenshot(QWidget* widget, const QString& name);
+    /// Answers the next alert that appears with its button `index`, recording it in `alerts`
+    /// and saving it as build/screenshots/<shot>.png.
+    void answerNextAlert(int index, const QString& shot);
 
     /// "[LEVEL] message" of every line logged since the test began.
     std::vector<std::string> messages() const { return log.messages(); }
-    long indexOf(const std::string& text, long from = 0) const {
-        return test::indexOf(messages(), text, from);
-    }
+    long indexOf(const std::string& text) const { return test::indexOf(messages(), text); }
     long countOf(const std::string& text) const { return test::countOf(messages(), text); }
 
     /// Saves the window as build/screenshots/<name>.png and fails for any label or button of
     /// its page whose text is cut off or that lies outside the page.
     static void shoot(WizardWindow& window, const QString& name);
 
-    /// A copy of the built installer bundle whose VELA.app carries `megabytes` of extra data,
+    /// A copy of the built installer bundle whose VELA.app carries a gigabyte of extra data,
     /// made once per process: its copy lasts long enough to watch and to cancel.
-    static const Bundle& largeBundle(int megabytes = 1024);
+    static const Bundle& largeBundle();
     /// A copy of the built bundle without its uninstaller: the second copy fails.
     static const Bundle& bundleWithoutUninstaller();
 
     TempInstallRoot root;
     LogReader log;
     std::vector<AlertSeen> alerts;
-    /// Where answerNextAlert saves the alert it answers (a numbered name when empty).
-    QString alertScreenshotName;
 };
 
 }  // namespace vela::test

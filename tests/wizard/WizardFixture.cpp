@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -85,10 +86,14 @@ void WizardFixture::answerNextAlert(int index, const QString& shot) {
         }
         timer->deleteLater();
         timer->stop();
-        alerts.push_back({box->text(), box->informativeText(), box->icon(), {}});
+        QStringList buttons;
         for (QAbstractButton* button : box->buttons()) {
-            alerts.back().buttons << button->text();
+            buttons << button->text();
         }
+        alerts.push_back(QStringLiteral("%1: %2 / %3 [%4]")
+                             .arg(box->icon())
+                             .arg(box->text(), box->informativeText(), buttons.join(u", "))
+                             .toStdString());
         saveScreenshot(box, shot);
         QTest::mouseClick(box->buttons().value(index), Qt::LeftButton);
     });

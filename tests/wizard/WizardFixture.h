@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QMessageBox>
 #include <QString>
 #include <QStringList>
 
@@ -20,14 +19,6 @@
 class QAbstractButton;
 
 namespace vela::test {
-
-/// What an alert showed before the test answered it.
-struct AlertSeen {
-    QString title;    // the headline
-    QString message;  // the smaller text
-    QMessageBox::Icon icon = QMessageBox::NoIcon;
-    QStringList buttons;
-};
 
 /// A fresh target root for the wizard of this process, a reader of the log from the test's
 /// start on, and the application's event loop to run the wizard in. English again at the end.
@@ -72,8 +63,9 @@ protected:
 
     /// A real mouse click in the middle of `button`.
     static void click(QAbstractButton* button);
-    /// Answers the next alert that appears with its button `index`, recording it in `alerts`
-    /// and saving it as build/screenshots/<shot>.png.
+    /// Answers the next alert that appears with its button `index`, recording it in `alerts` as
+    /// "icon: headline / text [buttons]" (icon 2 a warning, 3 critical) and saving it as
+    /// build/screenshots/<shot>.png.
     void answerNextAlert(int index, const QString& shot);
 
     /// "[LEVEL] message" of every line logged since the test began.
@@ -93,7 +85,7 @@ protected:
 
     TempInstallRoot root;
     LogReader log;
-    std::vector<AlertSeen> alerts;
+    std::vector<std::string> alerts;
 };
 
 }  // namespace vela::test

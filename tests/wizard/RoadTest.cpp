@@ -8,6 +8,8 @@
 #include <QTest>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "Files.h"
 #include "InstallComplete/InstallCompleteViewController.h"
@@ -21,6 +23,8 @@
 
 namespace vela::test {
 namespace {
+
+namespace fs = std::filesystem;
 
 const QString kVersion = QStringLiteral("ver." VELA_TEST_VERSION);
 const QLocale kJapanese(QLocale::Japanese, QLocale::Japan);
@@ -173,6 +177,9 @@ TEST_F(WizardRoad, AFailedCopyIsUndoneBeforeTheFailurePageCanBeClosed) {
     writeFile(generation + "/VELA-Uninstaller.app/previous", "previous");
     writeFile(generation + "/VELA.app/previous", "previous");
     const std::string before = snapshotTree(root.at("/Applications"));
+    const Bundle broken = bundleCopy([](const std::string& bundle) {
+        fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");  // its copy fails
+    });
     for (const QString& language : {QStringLiteral("en"), QStringLiteral("ja")}) {
         SCOPED_TRACE(language.toStdString());
         const int status = runWizard(
@@ -195,7 +202,7 @@ TEST_F(WizardRoad, AFailedCopyIsUndoneBeforeTheFailurePageCanBeClosed) {
                         tr("InstallFailureViewController", "Error occurred"), kVersion}));
                 click(failure->closeButton());
             },
-            bundleWithoutUninstaller());
+            broken);
         EXPECT_EQ(status, 0);
         EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
         ASSERT_TRUE(useTranslationFor(kJapanese));
@@ -238,7 +245,15 @@ TEST_F(WizardRoad, CancelDuringTheCopyUndoesTheRunAndEndsTheApplication) {
             EXPECT_TRUE(installation->cancelButton()->isChecked()) << "the state stays on";
             EXPECT_FALSE(installation->cancelButton()->isEnabled());
         },
-        largeBundle());
+        bundleCopy([](const std::string& bundle) {
+            // A gigabyte more to copy: long enough to watch and to cancel.
+            const fs::path data = bundle + "/Contents/MacOS/VELA.app/Contents/Resources/data";
+            fs::create_directories(data);
+            const std::string block(2 * 1024 * 1024, 'v');
+            for (int i = 0; i < 512; ++i) {
+                std::ofstream(data / ("block" + std::to_string(i)), std::ios::binary) << block;
+            }
+        }));
     EXPECT_EQ(status, 0) << "the rollback ends the application";
     EXPECT_TRUE(clickedDuringCopy) << "the click was meant to land during the first copy";
     // Each value reached the bar through the event loop while the copy ran on another thread.

@@ -10,7 +10,6 @@
 #include <QTimer>
 
 #include <filesystem>
-#include <fstream>
 
 #include "BaseViewController.h"
 #include "Const.h"
@@ -25,14 +24,6 @@ namespace {
 
 // Far above any road, which its own waits end first: this only ends a hung application.
 constexpr int kWatchdogMs = 120000;
-
-std::string copyOfBuiltBundle(const std::string& name) {
-    static const TempInstallRoot copies;  // one folder per process, removed at its end
-    const fs::path target = fs::path(copies.base()) / name / "VELA-device-Installer.app";
-    fs::create_directories(target.parent_path());
-    fs::copy(VELA_TEST_BUNDLE_DIR, target, fs::copy_options::recursive);
-    return target.string();
-}
 
 void saveScreenshot(QWidget* widget, const QString& name) {
     QDir().mkpath(QStringLiteral(VELA_SCREENSHOT_DIR));
@@ -150,27 +141,11 @@ void WizardFixture::shoot(WizardWindow& window, const QString& name) {
     }
 }
 
-const Bundle& WizardFixture::largeBundle() {
-    static const Bundle bundle = [] {
-        const std::string path = copyOfBuiltBundle("large");
-        const fs::path data = fs::path(path) / "Contents/MacOS/VELA.app/Contents/Resources/data";
-        fs::create_directories(data);
-        const std::string block(2 * 1024 * 1024, 'v');
-        for (int i = 0; i < 512; ++i) {
-            std::ofstream(data / ("block" + std::to_string(i) + ".bin"), std::ios::binary) << block;
-        }
-        return Bundle(path);
-    }();
-    return bundle;
-}
-
-const Bundle& WizardFixture::bundleWithoutUninstaller() {
-    static const Bundle bundle = [] {
-        const std::string path = copyOfBuiltBundle("no-uninstaller");
-        fs::remove_all(fs::path(path) / "Contents/MacOS/VELA-Uninstaller.app");
-        return Bundle(path);
-    }();
-    return bundle;
+Bundle WizardFixture::bundleCopy(const std::function<void(const std::string&)>& change) const {
+    const std::string path = root.base() + "/VELA-device-Installer.app";
+    fs::copy(VELA_TEST_BUNDLE_DIR, path, fs::copy_options::recursive);
+    change(path);
+    return Bundle(path);
 }
 
 }  // namespace vela::test

@@ -77,11 +77,9 @@ protected:
     /// its page whose text is cut off or that lies outside the page.
     static void shoot(WizardWindow& window, const QString& name);
 
-    /// A copy of the built installer bundle whose VELA.app carries a gigabyte of extra data,
-    /// made once per process: its copy lasts long enough to watch and to cancel.
-    static const Bundle& largeBundle();
-    /// A copy of the built bundle without its uninstaller: the second copy fails.
-    static const Bundle& bundleWithoutUninstaller();
+    /// A copy of the built installer bundle beside the target root, once `change` (given the
+    /// copy's path) has changed it.
+    Bundle bundleCopy(const std::function<void(const std::string&)>& change) const;
 
     TempInstallRoot root;
     LogReader log;

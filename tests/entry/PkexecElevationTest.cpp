@@ -91,8 +91,10 @@ TEST_F(PkexecBackend, TheAuthorisedProgramGetsItsArgumentsAndWhatItNeedsToFindTh
                !entry.starts_with("HOME=");
     });
     std::ranges::sort(environment);
-    EXPECT_EQ(environment, (std::vector<std::string>{"DISPLAY=:42", "HOME=" + root.home(),
-                                                     "VELA_TARGET_ROOT=" + root.root()}));
+    EXPECT_EQ(environment,
+              (std::vector<std::string>{"DISPLAY=:42", "HOME=" + root.home(),
+                                        "VELA_MAIN_BUNDLE=" + std::string(VELA_TEST_BUNDLE_DIR),
+                                        "VELA_TARGET_ROOT=" + root.root()}));
 }
 
 // privilegesExecuteWithTool does not wait for the tool, yet the tool's end is collected: no

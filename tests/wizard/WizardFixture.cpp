@@ -30,6 +30,26 @@ void saveScreenshot(QWidget* widget, const QString& name) {
     widget->grab().save(QStringLiteral(VELA_SCREENSHOT_DIR "/") + name + QStringLiteral(".png"));
 }
 
+// Whether the window is closed or shows a page that only a click leaves.
+bool stoppedElsewhere(const WizardWindow& window) {
+    if (!window.isVisible()) {
+        return true;
+    }
+    const BaseViewController* page = window.contentViewController();
+    return page != nullptr &&
+           (page->identifier() == QLatin1String("InstallFailureViewController") ||
+            page->identifier() == QLatin1String("InstallCompleteViewController") ||
+            page->identifier() == QLatin1String("TutorialViewController"));
+}
+
+std::string shownPage(const WizardWindow& window) {
+    if (!window.isVisible()) {
+        return "no window";
+    }
+    const BaseViewController* page = window.contentViewController();
+    return page != nullptr ? page->identifier().toStdString() : "no page";
+}
+
 }  // namespace
 
 WizardFixture::WizardFixture() {
@@ -91,17 +111,6 @@ void WizardFixture::answerNextAlert(int index, const QString& shot) {
     timer->start(10);
 }
 
-bool WizardFixture::stoppedElsewhere(const WizardWindow& window) {
-    if (!window.isVisible()) {
-        return true;
-    }
-    const BaseViewController* page = window.contentViewController();
-    return page != nullptr &&
-           (page->identifier() == QLatin1String("InstallFailureViewController") ||
-            page->identifier() == QLatin1String("InstallCompleteViewController") ||
-            page->identifier() == QLatin1String("TutorialViewController"));
-}
-
 bool WizardFixture::waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
                                const char* awaited, int timeoutMs) {
     waitUntil([&] { return condition() || stoppedElsewhere(window); }, timeoutMs);
@@ -111,14 +120,6 @@ bool WizardFixture::waitOnPage(const WizardWindow& window, const std::function<b
                       << shownPage(window);
     }
     return held;
-}
-
-std::string WizardFixture::shownPage(const WizardWindow& window) {
-    if (!window.isVisible()) {
-        return "no window";
-    }
-    const BaseViewController* page = window.contentViewController();
-    return page != nullptr ? page->identifier().toStdString() : "no page";
 }
 
 void WizardFixture::shoot(WizardWindow& window, const QString& name) {

@@ -34,32 +34,19 @@ protected:
     int runWizard(const std::function<void(WizardWindow&)>& script,
                   const std::optional<Bundle>& bundle = std::nullopt);
 
-    /// Waits until the window shows a page of type `Page`. Fails the test at once, naming the
-    /// page awaited and the page shown, when the road stops elsewhere (a page that waits for a
-    /// click, or a closed window) or after `timeoutMs`; null then.
-    template <typename Page>
-    static Page* waitForPage(WizardWindow& window, int timeoutMs = 60000) {
-        Page* page = nullptr;
-        waitUntil(
-            [&] {
-                page = dynamic_cast<Page*>(window.contentViewController());
-                return page != nullptr || stoppedElsewhere(window);
-            },
-            timeoutMs);
-        if (page == nullptr) {
-            ADD_FAILURE() << "waited for the page " << typeid(Page).name() << ", the window shows "
-                          << shownPage(window);
-        }
-        return page;
-    }
     /// Waits until `condition` holds on the page shown. Fails the test at once, naming
-    /// `awaited` and the page shown, when the road stops elsewhere, or after `timeoutMs`.
+    /// `awaited` and the page shown, when the road stops elsewhere (a page that waits for a
+    /// click, or a closed window), or after `timeoutMs`.
     static bool waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
                            const char* awaited, int timeoutMs = 20000);
-    /// Whether the window is closed or shows a page that only a click leaves.
-    static bool stoppedElsewhere(const WizardWindow& window);
-    /// The identifier of the page the window shows, or what it shows instead.
-    static std::string shownPage(const WizardWindow& window);
+    /// Waits as waitOnPage until the window shows a page of type `Page`; null if it does not.
+    template <typename Page>
+    static Page* waitForPage(WizardWindow& window) {
+        const auto shown = [&] { return dynamic_cast<Page*>(window.contentViewController()); };
+        waitOnPage(
+            window, [&] { return shown() != nullptr; }, typeid(Page).name(), 60000);
+        return shown();
+    }
 
     /// A real mouse click in the middle of `button`.
     static void click(QAbstractButton* button);
@@ -70,7 +57,6 @@ protected:
 
     /// "[LEVEL] message" of every line logged since the test began.
     std::vector<std::string> messages() const { return log.messages(); }
-    long indexOf(const std::string& text) const { return test::indexOf(messages(), text); }
     long countOf(const std::string& text) const { return test::countOf(messages(), text); }
 
     /// Saves the window as build/screenshots/<name>.png and fails for any label or button of

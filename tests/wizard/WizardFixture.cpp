@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Far above any road, which its own waits end first: this only ends a hung application.
-constexpr int kWatchdogMs = 120000;
+// From a road's last click to the application's end: an undo included, with a margin.
+constexpr int kEndMs = 30000;
 
 void saveScreenshot(QWidget* widget, const QString& name) {
     QDir().mkpath(QStringLiteral(VELA_SCREENSHOT_DIR));
@@ -68,14 +68,20 @@ int WizardFixture::runWizard(const std::function<void(WizardWindow&)>& script,
         window->setInstallerBundle(*bundle);
     }
     window->show();
-    // A road that has failed ends at once rather than wait for a click that never comes.
+    // A road that has failed ends at once rather than wait for a click that never comes; one
+    // whose last click does not end the application fails after a short while.
     QTimer::singleShot(0, window.get(), [&script, &window] {
         script(*window);
         if (testing::Test::HasFailure()) {
             QCoreApplication::exit(-1);
         }
+        QTimer::singleShot(kEndMs, window.get(), [&window] {
+            ADD_FAILURE() << "the application did not end after the road's last step; the "
+                             "window shows "
+                          << shownPage(*window);
+            QCoreApplication::exit(-1);
+        });
     });
-    QTimer::singleShot(kWatchdogMs, window.get(), [] { QCoreApplication::exit(-1); });
     const int status = QApplication::exec();
     window.reset();
     return status;

@@ -30,7 +30,7 @@ protected:
     /// Shows a new wizard window (installing from `bundle` when given) and runs the
     /// application's event loop with `script` started inside it. Returns the loop's status once
     /// the application has ended; -1 at once when the test has failed by the script's end, or
-    /// if it had not ended after a generous watchdog.
+    /// when the application has not ended shortly after it.
     int runWizard(const std::function<void(WizardWindow&)>& script,
                   const std::optional<Bundle>& bundle = std::nullopt);
 

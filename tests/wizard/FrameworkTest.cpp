@@ -11,7 +11,7 @@ namespace {
 
 using PageFramework = WizardFixture;
 
-// Command-W itself closes the window (the Japanese road).
+// Command-W itself closes the window (the roads' Japanese overwrite).
 TEST_F(PageFramework, OtherKeysAndATransitionWithoutDestinationKeepThePage) {
     const int status = runWizard([&](WizardWindow& window) {
         auto* start = waitForPage<InstallStartViewController>(window);

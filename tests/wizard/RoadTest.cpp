@@ -45,6 +45,7 @@ bool offersButton(const WizardWindow& window, Qt::WindowType hint) {
 
 using WizardRoad = WizardFixture;
 
+// What `page` shows for the English `text` in the language in use.
 QString tr(const char* page, const char* text) {
     return QCoreApplication::translate((std::string("vela::") + page).c_str(), text);
 }

@@ -30,24 +30,19 @@ void saveScreenshot(QWidget* widget, const QString& name) {
     widget->grab().save(QStringLiteral(VELA_SCREENSHOT_DIR "/") + name + QStringLiteral(".png"));
 }
 
-// Whether the window is closed or shows a page that only a click leaves.
-bool stoppedElsewhere(const WizardWindow& window) {
-    if (!window.isVisible()) {
-        return true;
-    }
-    const BaseViewController* page = window.contentViewController();
-    return page != nullptr &&
-           (page->identifier() == QLatin1String("InstallFailureViewController") ||
-            page->identifier() == QLatin1String("InstallCompleteViewController") ||
-            page->identifier() == QLatin1String("TutorialViewController"));
-}
-
 std::string shownPage(const WizardWindow& window) {
     if (!window.isVisible()) {
         return "no window";
     }
     const BaseViewController* page = window.contentViewController();
     return page != nullptr ? page->identifier().toStdString() : "no page";
+}
+
+// Whether the window is closed or shows a page that only a click leaves.
+bool stoppedElsewhere(const WizardWindow& window) {
+    const std::string shown = shownPage(window);
+    return shown == "no window" || shown == "InstallFailureViewController" ||
+           shown == "InstallCompleteViewController" || shown == "TutorialViewController";
 }
 
 }  // namespace

@@ -50,10 +50,10 @@ QString tr(const char* page, const char* text) {
     return QCoreApplication::translate((std::string("vela::") + page).c_str(), text);
 }
 
-// A new installation in English whose tutorial's Close ends the application, then overwrites
-// of it in Japanese and in English: Command-Shift-W closes the completion page, whose Close
-// window button is disabled; its Completion button ends the application. The wizard works for
-// the user who asked for it: asked for by nobody, it refuses.
+// A new installation in Japanese whose tutorial's Close ends the application, then overwrites
+// of it in English: Command-Shift-W closes the completion page, whose Close window button is
+// disabled; its Completion button ends the application. The wizard works for the user who
+// asked for it: asked for by nobody, it refuses.
 TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
     // Languages without a catalogue keep the English texts. The agent is reloaded as the
     // completion page loads, before anybody presses a button.
@@ -68,7 +68,7 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
         std::string notSaid;
     };
     const Road roads[] = {
-        {QStringLiteral("en"),
+        {QStringLiteral("ja"),
          false,
          End::TutorialClose,
          {"[INFO] Start InstallStartViewController installButtonClicked",
@@ -82,12 +82,12 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
           "[INFO] End TutorialViewController closeButtonClicked",
           "[INFO] End TutorialViewController"},
          "[ERROR]"},
-        {QStringLiteral("ja-overwrite"),
+        {QStringLiteral("en-overwrite"),
          true,
          End::CommandW,
          {"[INFO] Generation rename processing ", "[INFO] Launch desktop application"},
          "nextButtonClicked"},
-        {QStringLiteral("en-overwrite"),
+        {QStringLiteral("en-completion"),
          true,
          End::Completion,
          {"[INFO] Launch desktop application",

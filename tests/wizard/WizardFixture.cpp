@@ -4,17 +4,17 @@
 #include <QApplication>
 #include <QDir>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "BaseViewController.h"
 #include "Const.h"
 #include "Storyboard.h"
+#include "Translations.h"
 
 namespace vela::test {
 
@@ -22,31 +22,27 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Far above any road, which its own waits end first: this only ends a hung application.
-constexpr int kWatchdogMs = 120000;
+// From a road's last click to the application's end: an undo included, with a margin.
+constexpr int kEndMs = 30000;
 
-// Copies of the built bundle live in one folder per process, removed at its end.
-const std::string& bundleCopies() {
-    static const std::string base = [] {
-        std::string pattern = (fs::temp_directory_path() / "vela-bundles-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            return std::string();
-        }
-        static const std::string remove = pattern;
-        std::atexit([] {
-            std::error_code ec;
-            fs::remove_all(remove, ec);
-        });
-        return pattern;
-    }();
-    return base;
+void saveScreenshot(QWidget* widget, const QString& name) {
+    QDir().mkpath(QStringLiteral(VELA_SCREENSHOT_DIR));
+    widget->grab().save(QStringLiteral(VELA_SCREENSHOT_DIR "/") + name + QStringLiteral(".png"));
 }
 
-std::string copyOfBuiltBundle(const std::string& name) {
-    const fs::path target = fs::path(bundleCopies()) / name / "VELA-device-Installer.app";
-    fs::create_directories(target.parent_path());
-    fs::copy(VELA_TEST_BUNDLE_DIR, target, fs::copy_options::recursive);
-    return target.string();
+std::string shownPage(const WizardWindow& window) {
+    if (!window.isVisible()) {
+        return "no window";
+    }
+    const BaseViewController* page = window.contentViewController();
+    return page != nullptr ? page->identifier().toStdString() : "no page";
+}
+
+// Whether the window is closed or shows a page that only a click leaves.
+bool stoppedElsewhere(const WizardWindow& window) {
+    const std::string shown = shownPage(window);
+    return shown == "no window" || shown == "InstallFailureViewController" ||
+           shown == "InstallCompleteViewController" || shown == "TutorialViewController";
 }
 
 }  // namespace
@@ -57,6 +53,7 @@ WizardFixture::WizardFixture() {
 
 WizardFixture::~WizardFixture() {
     Const::setTargetRoot("/");
+    useTranslationFor(QLocale(QLocale::English, QLocale::UnitedStates));
 }
 
 int WizardFixture::runWizard(const std::function<void(WizardWindow&)>& script,
@@ -66,17 +63,20 @@ int WizardFixture::runWizard(const std::function<void(WizardWindow&)>& script,
         window->setInstallerBundle(*bundle);
     }
     window->show();
-    // A road that has failed ends at once rather than wait for a click that never comes.
+    // A road that has failed ends at once rather than wait for a click that never comes; one
+    // whose last click does not end the application fails after a short while.
     QTimer::singleShot(0, window.get(), [&script, &window] {
         script(*window);
         if (testing::Test::HasFailure()) {
             QCoreApplication::exit(-1);
         }
+        QTimer::singleShot(kEndMs, window.get(), [&window] {
+            ADD_FAILURE() << "the application did not end after the road's last step; the "
+                             "window shows "
+                          << shownPage(*window);
+            QCoreApplication::exit(-1);
+        });
     });
-    QTimer watchdog;
-    watchdog.setSingleShot(true);
-    QObject::connect(&watchdog, &QTimer::timeout, [] { QCoreApplication::exit(-1); });
-    watchdog.start(kWatchdogMs);
     const int status = QApplication::exec();
     window.reset();
     return status;
@@ -89,49 +89,27 @@ void WizardFixture::click(QAbstractButton* button) {
     QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, button->rect().center());
 }
 
-void WizardFixture::answerNextAlert(int index) {
+void WizardFixture::answerNextAlert(int index, const QString& shot) {
     auto* timer = new QTimer();
-    timer->setInterval(10);
-    QObject::connect(timer, &QTimer::timeout, [this, timer, index] {
+    QObject::connect(timer, &QTimer::timeout, [this, timer, index, shot] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (box == nullptr || !box->isVisible()) {
             return;
         }
-        AlertSeen seen;
-        seen.title = box->text();
-        seen.message = box->informativeText();
-        seen.icon = box->icon();
-        const QList<QAbstractButton*> buttons = box->buttons();
-        for (QAbstractButton* button : buttons) {
-            seen.buttons << button->text();
-        }
-        alerts.push_back(seen);
-        saveScreenshot(box, alertScreenshotName.isEmpty()
-                                ? QStringLiteral("alert-%1").arg(alerts.size())
-                                : alertScreenshotName);
-        timer->stop();
         timer->deleteLater();
-        if (index < buttons.size()) {
-            QTest::mouseClick(buttons.at(index), Qt::LeftButton);
+        timer->stop();
+        QStringList buttons;
+        for (QAbstractButton* button : box->buttons()) {
+            buttons << button->text();
         }
+        alerts.push_back(QStringLiteral("%1: %2 / %3 [%4]")
+                             .arg(box->icon())
+                             .arg(box->text(), box->informativeText(), buttons.join(u", "))
+                             .toStdString());
+        saveScreenshot(box, shot);
+        QTest::mouseClick(box->buttons().value(index), Qt::LeftButton);
     });
-    timer->start();
-}
-
-void WizardFixture::saveScreenshot(QWidget* widget, const QString& name) {
-    QDir().mkpath(QStringLiteral(VELA_SCREENSHOT_DIR));
-    widget->grab().save(QStringLiteral(VELA_SCREENSHOT_DIR "/") + name + QStringLiteral(".png"));
-}
-
-bool WizardFixture::stoppedElsewhere(const WizardWindow& window) {
-    if (!window.isVisible()) {
-        return true;
-    }
-    const BaseViewController* page = window.contentViewController();
-    return page != nullptr &&
-           (page->identifier() == QLatin1String("InstallFailureViewController") ||
-            page->identifier() == QLatin1String("InstallCompleteViewController") ||
-            page->identifier() == QLatin1String("TutorialViewController"));
+    timer->start(10);
 }
 
 bool WizardFixture::waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
@@ -145,62 +123,31 @@ bool WizardFixture::waitOnPage(const WizardWindow& window, const std::function<b
     return held;
 }
 
-std::string WizardFixture::shownPage(const WizardWindow& window) {
-    if (!window.isVisible()) {
-        return "no window";
-    }
-    const BaseViewController* page = window.contentViewController();
-    return page != nullptr ? page->identifier().toStdString() : "no page";
-}
-
 void WizardFixture::shoot(WizardWindow& window, const QString& name) {
     QCoreApplication::processEvents();
     saveScreenshot(&window, name);
     QWidget* page = window.contentViewController();
-    const QRect area = page->rect();
-    const QList<QLabel*> labels = page->findChildren<QLabel*>();
-    for (QLabel* label : labels) {
-        if (!label->isVisible() || label->text().isEmpty()) {
+    for (QWidget* child : page->findChildren<QWidget*>()) {
+        auto* label = qobject_cast<QLabel*>(child);
+        auto* button = qobject_cast<QPushButton*>(child);
+        const QString text = label ? label->text() : button ? button->text() : QString();
+        if (!child->isVisible() || text.isEmpty()) {
             continue;
         }
-        const std::string where = name.toStdString() + ": " + label->text().toStdString();
-        if (label->wordWrap()) {
-            EXPECT_LE(label->heightForWidth(label->width()), label->height()) << where;
-        } else {
-            EXPECT_LE(label->sizeHint().width(), label->width()) << where;
-        }
-        EXPECT_TRUE(area.contains(QRect(label->mapTo(page, QPoint(0, 0)), label->size()))) << where;
-    }
-    const QList<QPushButton*> buttons = page->findChildren<QPushButton*>();
-    for (QPushButton* button : buttons) {
-        const std::string where = name.toStdString() + ": " + button->text().toStdString();
-        EXPECT_LE(button->sizeHint().width(), button->width()) << where;
-        EXPECT_TRUE(area.contains(QRect(button->mapTo(page, QPoint(0, 0)), button->size())))
-            << where;
+        const bool fits = label && label->wordWrap()
+                              ? label->heightForWidth(label->width()) <= label->height()
+                              : child->sizeHint().width() <= child->width();
+        EXPECT_TRUE(fits) << name.toStdString() << ": cut off: " << text.toStdString();
+        EXPECT_TRUE(page->rect().contains(QRect(child->mapTo(page, QPoint()), child->size())))
+            << name.toStdString() << ": outside the page: " << text.toStdString();
     }
 }
 
-const Bundle& WizardFixture::largeBundle(int megabytes) {
-    static const Bundle bundle = [megabytes] {
-        const std::string path = copyOfBuiltBundle("large");
-        const fs::path data = fs::path(path) / "Contents/MacOS/VELA.app/Contents/Resources/data";
-        fs::create_directories(data);
-        const std::string block(2 * 1024 * 1024, 'v');
-        for (int i = 0; i < megabytes / 2; ++i) {
-            std::ofstream(data / ("block" + std::to_string(i) + ".bin"), std::ios::binary) << block;
-        }
-        return Bundle(path);
-    }();
-    return bundle;
-}
-
-const Bundle& WizardFixture::bundleWithoutUninstaller() {
-    static const Bundle bundle = [] {
-        const std::string path = copyOfBuiltBundle("no-uninstaller");
-        fs::remove_all(fs::path(path) / "Contents/MacOS/VELA-Uninstaller.app");
-        return Bundle(path);
-    }();
-    return bundle;
+Bundle WizardFixture::bundleCopy(const std::function<void(const std::string&)>& change) const {
+    const std::string path = root.base() + "/VELA-device-Installer.app";
+    fs::copy(VELA_TEST_BUNDLE_DIR, path, fs::copy_options::recursive);
+    change(path);
+    return Bundle(path);
 }
 
 }  // namespace vela::test

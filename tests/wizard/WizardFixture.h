@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QMessageBox>
 #include <QString>
 #include <QStringList>
 
@@ -21,16 +20,8 @@ class QAbstractButton;
 
 namespace vela::test {
 
-/// What an alert showed before the test answered it.
-struct AlertSeen {
-    QString title;    // the headline
-    QString message;  // the smaller text
-    QMessageBox::Icon icon = QMessageBox::NoIcon;
-    QStringList buttons;
-};
-
 /// A fresh target root for the wizard of this process, a reader of the log from the test's
-/// start on, and the application's event loop to run the wizard in.
+/// start on, and the application's event loop to run the wizard in. English again at the end.
 class WizardFixture : public testing::Test {
 protected:
     WizardFixture();
@@ -39,67 +30,46 @@ protected:
     /// Shows a new wizard window (installing from `bundle` when given) and runs the
     /// application's event loop with `script` started inside it. Returns the loop's status once
     /// the application has ended; -1 at once when the test has failed by the script's end, or
-    /// if it had not ended after a generous watchdog.
+    /// when the application has not ended shortly after it.
     int runWizard(const std::function<void(WizardWindow&)>& script,
                   const std::optional<Bundle>& bundle = std::nullopt);
 
-    /// Waits until the window shows a page of type `Page`. Fails the test at once, naming the
-    /// page awaited and the page shown, when the road stops elsewhere (a page that waits for a
-    /// click, or a closed window) or after `timeoutMs`; null then.
-    template <typename Page>
-    static Page* waitForPage(WizardWindow& window, int timeoutMs = 60000) {
-        Page* page = nullptr;
-        waitUntil(
-            [&] {
-                page = dynamic_cast<Page*>(window.contentViewController());
-                return page != nullptr || stoppedElsewhere(window);
-            },
-            timeoutMs);
-        if (page == nullptr) {
-            ADD_FAILURE() << "waited for the page " << typeid(Page).name() << ", the window shows "
-                          << shownPage(window);
-        }
-        return page;
-    }
     /// Waits until `condition` holds on the page shown. Fails the test at once, naming
-    /// `awaited` and the page shown, when the road stops elsewhere, or after `timeoutMs`.
+    /// `awaited` and the page shown, when the road stops elsewhere (a page that waits for a
+    /// click, or a closed window), or after `timeoutMs`.
     static bool waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
                            const char* awaited, int timeoutMs = 20000);
-    /// Whether the window is closed or shows a page that only a click leaves.
-    static bool stoppedElsewhere(const WizardWindow& window);
-    /// The identifier of the page the window shows, or what it shows instead.
-    static std::string shownPage(const WizardWindow& window);
+    /// Waits as waitOnPage until the window shows a page of type `Page`; null if it does not.
+    template <typename Page>
+    static Page* waitForPage(WizardWindow& window) {
+        const auto shown = [&] { return dynamic_cast<Page*>(window.contentViewController()); };
+        waitOnPage(
+            window, [&] { return shown() != nullptr; }, typeid(Page).name(), 60000);
+        return shown();
+    }
 
     /// A real mouse click in the middle of `button`.
     static void click(QAbstractButton* button);
-    /// Answers the next alert that appears with its button `index`, recording it in `alerts`.
-    void answerNextAlert(int index = 0);
-
-    /// Saves `widget` as build/screenshots/<name>.png.
-    static void saveScreenshot(QWidget* widget, const QString& name);
+    /// Answers the next alert that appears with its button `index`, recording it in `alerts` as
+    /// "icon: headline / text [buttons]" (icon 2 a warning, 3 critical) and saving it as
+    /// build/screenshots/<shot>.png.
+    void answerNextAlert(int index, const QString& shot);
 
     /// "[LEVEL] message" of every line logged since the test began.
     std::vector<std::string> messages() const { return log.messages(); }
-    long indexOf(const std::string& text, long from = 0) const {
-        return test::indexOf(messages(), text, from);
-    }
     long countOf(const std::string& text) const { return test::countOf(messages(), text); }
 
     /// Saves the window as build/screenshots/<name>.png and fails for any label or button of
     /// its page whose text is cut off or that lies outside the page.
     static void shoot(WizardWindow& window, const QString& name);
 
-    /// A copy of the built installer bundle whose VELA.app carries `megabytes` of extra data,
-    /// made once per process: its copy lasts long enough to watch and to cancel.
-    static const Bundle& largeBundle(int megabytes = 1024);
-    /// A copy of the built bundle without its uninstaller: the second copy fails.
-    static const Bundle& bundleWithoutUninstaller();
+    /// A copy of the built installer bundle beside the target root, once `change` (given the
+    /// copy's path) has changed it.
+    Bundle bundleCopy(const std::function<void(const std::string&)>& change) const;
 
     TempInstallRoot root;
     LogReader log;
-    std::vector<AlertSeen> alerts;
-    /// Where answerNextAlert saves the alert it answers (a numbered name when empty).
-    QString alertScreenshotName;
+    std::vector<std::string> alerts;
 };
 
 }  // namespace vela::test

@@ -13,6 +13,7 @@
 
 #include "BaseViewController.h"
 #include "Const.h"
+#include "Files.h"
 #include "Storyboard.h"
 #include "Translations.h"
 
@@ -49,6 +50,7 @@ bool stoppedElsewhere(const WizardWindow& window) {
 
 WizardFixture::WizardFixture() {
     Const::setTargetRoot(root.root());
+    writeFile(*Const::getLogModeSettingFilePath(), "");  // DEBUG: the trace lines are read too
 }
 
 WizardFixture::~WizardFixture() {

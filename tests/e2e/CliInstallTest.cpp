@@ -215,8 +215,14 @@ TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplications) {
         << "the dry run stopped an application";
 
     auto stubborn = startApplication(generation("1.0") + "/VELA.app", true);
-    RunResult result = install();
-    ASSERT_EQ(result.status, 0) << result.err;
+    // A signal once the applications are being stopped is refused: the run goes on to its end.
+    auto cli = startInstall();
+    ASSERT_TRUE(waitForLog("[INFO] Terminating desktop application"));
+    cli->signal(SIGINT);
+    ASSERT_EQ(cli->wait(), 0) << cli->err();
+    EXPECT_NE(cli->err().find("cannot be cancelled at this point"), std::string::npos);
+    EXPECT_NE(cli->err().find("ran to its end"), std::string::npos) << cli->err();
+    EXPECT_FALSE(log.contains("cancelButtonClicked"));
     EXPECT_EQ(polite->wait(10000), 0);  // SIGTERM ends it with status 0
     EXPECT_EQ(stubborn->wait(10000), 128 + SIGKILL);
     EXPECT_EQ(outsider->wait(0), -1) << "an application of another volume was stopped";

@@ -9,13 +9,11 @@ static std::string shown(bool terminal, std::initializer_list<float> values) {
     char* buffer = nullptr;
     std::size_t size = 0;
     std::FILE* stream = ::open_memstream(&buffer, &size);
-    {
-        vela::TerminalProgress progress(stream, terminal);
-        for (float value : values) {
-            progress.show(value);
-        }
-        progress.finishLine();
+    vela::TerminalProgress progress(stream, terminal);
+    for (float value : values) {
+        progress.show(value);
     }
+    progress.finishLine();
     std::fclose(stream);
     std::string text(buffer, size);
     std::free(buffer);

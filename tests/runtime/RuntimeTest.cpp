@@ -218,18 +218,16 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
                                (row.code == 0 ? "the log file does not exists.: " + log + "\n"
                                               : "failed to rotate the log file: %@: " + log);
         EXPECT_EQ(row.code > 0 ? console.substr(0, said.size()) : console, said);
-        long present = 0;
         for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_EQ(fs::exists(names[i]) ? fs::file_size(names[i]) : 0, row.after[i]) << i;
-            present += row.after[i] > 0 ? 1 : 0;
         }
-        EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), present)
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()),
+                  3 - std::count(row.after.begin(), row.after.end(), 0u))
             << "nothing else is left";
         for (const auto& entry : fs::directory_iterator(folder)) {
             fs::remove_all(entry.path());
         }
     }
-    // The size cannot be read: said, and nothing is moved.
     test::writeFile(folder + "/plain", "not a folder");
     testing::internal::CaptureStderr();
     logObservation(folder + "/plain/app.log");
@@ -356,8 +354,6 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
         std::optional<std::string> expected;
     } rows[] = {
         {"echo out; echo err >&2", "err\n"},
-        {"echo out", "out\n"},
-        {"true", ""},
         {"printf 'a|b' | tr '|' '\\n'", "a\nb"},
         {"printf '\\377\\376'", std::nullopt},
         {"printf '\\300\\257'", std::nullopt},  // overlong "/"

@@ -1,18 +1,241 @@
 #include <gtest/gtest.h>
 
 #include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <future>
+#include <random>
+#include <regex>
+#include <set>
+#include <thread>
 
 #include "AccountPrivilege.h"
 #include "Bundle.h"
+#include "Config.h"
 #include "Const.h"
 #include "Files.h"
+#include "Log.h"
 #include "LogReader.h"
+#include "ScopedEnvironment.h"
+#include "ShellExecute.h"
+#include "ShellForm.h"
 #include "TempInstallRoot.h"
 
 using namespace vela;
+
 namespace fs = std::filesystem;
+
+// A command output that ends in a line feed is written as that line and then an empty one.
+TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
+    const std::string path = *Log::defaultLog().logFilePath();
+    const std::regex head(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):([0-9a-f]{8})\] \[([A-Z]+)\] root )");
+    struct Row {
+        std::function<void()> log;
+        std::string written;  // after the user
+        std::string level = "INFO";
+        bool queued = true;  // else on disk without a flush
+    };
+    const Row rows[] = {
+        {[] { ILog("plain %d", 1); }, "plain 1\n"},
+        {[] { WLog("own line feed\n"); }, "own line feed\n", "WARN"},
+        {[] { ILog("%s", "output\n"); }, "output\n\n"},
+        {[] { ELog("%s\n", "output\n"); }, "output\n\n", "ERROR"},
+        {[] { ILog("%s", ""); }, "\n"},
+        {[] { primitiveILog("%s", "now\n"); }, "now\n\n", "INFO", false},
+        {[] { std::thread([] { ILog("from a worker"); }).join(); }, "from a worker\n"},
+    };
+    std::set<std::string> tags;
+    for (const Row& row : rows) {
+        Log::defaultLog().flush();
+        const std::size_t before = test::readFile(path).size();
+        row.log();
+        if (row.queued) {
+            Log::defaultLog().flush();
+        }
+        const std::string line = test::readFile(path).substr(before);
+        SCOPED_TRACE(line);
+        std::smatch match;
+        ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous));
+        EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
+        EXPECT_EQ(match[3], row.level);
+        EXPECT_EQ(match.suffix(), row.written);
+        tags.insert(match[2]);
+    }
+    EXPECT_EQ(tags.size(), 2u) << "the worker's tag is the main thread's";
+}
+
+TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
+    test::LogReader log;
+    ASSERT_EQ(inquireLogMode(), "NORMAL");
+    DLog("dropped");
+    ASSERT_TRUE(applyLogMode("DEBUG"));
+    DTrace("kept %s", "here");
+    EXPECT_FALSE(applyLogMode("debug"));
+    EXPECT_FALSE(applyLogMode(std::nullopt));
+    EXPECT_EQ(inquireLogMode(), "DEBUG");
+    ASSERT_TRUE(applyLogMode("NORMAL"));
+    DLog("dropped again");
+    FLog("fatal");
+    const std::string setting = *Const::getLogModeSettingFilePath();
+    EXPECT_TRUE(Config::setAppLogMode());
+    fs::create_directories(setting);  // a directory counts: only existence matters
+    EXPECT_TRUE(Config::setAppLogMode());
+    fs::remove(setting);
+    applyLogMode("NORMAL");
+    std::vector<std::string> messages = log.messages();
+    ASSERT_EQ(messages.size(), 4u);
+    EXPECT_TRUE(std::regex_match(
+        messages[0], std::regex(R"(\[DEBUG\] main:-?\d+ virtual void .*TestBody\(\) kept here)")))
+        << messages[0];
+    EXPECT_EQ(messages[1], "[FATAL] fatal");
+    EXPECT_EQ(messages[2], "[INFO] The log mode has changed successfully into  NORMAL.");
+    EXPECT_EQ(messages[3], "[INFO] The log mode has changed successfully into  DEBUG.");
+}
+
+// We may be root: nothing is written through what was planted, and the reason is said once.
+TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
+    test::TempInstallRoot root;
+    test::ScopedEnvironment home("HOME", root.home());
+    const std::string path = root.home() + "/Library/Logs/VELA-device-Installer.log";
+    const std::string cannot = "message: the log file cannot be written: " + path;
+    EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
+    EXPECT_EQ(Log(std::string("VELA-Installer")).logFilePath(),
+              root.home() + "/Library/Logs/VELA-Installer.log");
+    const struct {
+        const char* name;
+        std::function<void()> plant;
+        std::string reason;
+        std::optional<std::string> program = "VELA-device-Installer";
+    } rows[] = {
+        {"another program", [] {}, "", "SomethingElse"},
+        {"no program", [] {}, "", std::nullopt},
+        {"a folder at the path", [&] { fs::create_directories(path); },
+         "code 3: " + cannot + ": Description: [it is not a regular file]\n"},
+        {"a dangling link", [&] { fs::create_symlink(root.base() + "/created", path); },
+         "code 1: " + cannot + ": Description: [it is a symbolic link]\n"},
+        {"Library a plain file",
+         [&] {
+             fs::remove_all(root.home() + "/Library");
+             test::writeFile(root.home() + "/Library", "");
+         },
+         "code 4: " + cannot + ": Description: [it is not a directory]\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        fs::remove_all(root.home() + "/Library");
+        fs::create_directories(root.home() + "/Library/Logs");
+        row.plant();
+        const std::string before = test::snapshotTree(root.base());
+        Log log(row.program);
+        testing::internal::CaptureStderr();
+        for (int i = 0; i < 3; ++i) {
+            log.enqueue(Log::kLogLevelInfo, "lost", 1);
+            log.writeImmediately("lost", 1);
+        }
+        log.flush();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), row.reason);
+        EXPECT_EQ(test::snapshotTree(root.base()), before);
+    }
+}
+
+// Root-owned folders in a home would keep the user's own programs from writing their logs.
+TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationStartsANewFile) {
+    test::TempInstallRoot root;
+    const std::string home = root.base() + "/nobody's home";
+    fs::create_directories(home);
+    ASSERT_EQ(::chown(home.c_str(), 65534, 65534), 0);
+    fs::permissions(home, fs::perms(0755));
+    test::ScopedEnvironment variable("HOME", home);
+    const std::string path = home + "/Library/Logs/VELA-device-Installer.log";
+    const mode_t mask = ::umask(077);
+    {
+        Log log(std::string("VELA-device-Installer"));
+        log.enqueue(Log::kLogLevelInfo, "first line", 1);
+        log.flush();
+        fs::resize_file(path, 10'000'001);
+        log.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
+        log.flush();
+    }
+    ::umask(mask);
+    EXPECT_EQ(test::readFile(path + "_1").size(), 10'000'001u) << "the previous generation";
+    for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
+        EXPECT_EQ(test::accessOf(folder), test::accessOf(home)) << folder;
+    }
+    EXPECT_EQ(test::LogReader::messageOf(test::readFile(path)), "[INFO] first of the new file\n");
+}
+
+// Immutable entries stand for what root cannot move; the first failure is the one reported.
+TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
+    test::TempInstallRoot root;
+    const std::string folder = root.home();
+    const std::string log = folder + "/app.log";
+    constexpr std::uintmax_t big = 10'000'001;
+    // Sizes of the log, _1 and _last (0: absent); the console's code (-1: silent, 0: no log).
+    const struct {
+        const char* name;
+        std::array<std::uintmax_t, 3> before;
+        std::string immutable;  // the folder itself when "."
+        int code;
+        std::array<std::uintmax_t, 3> after;
+    } rows[] = {
+        {"at the limit", {big - 1, 0, 0}, "", -1, {big - 1, 0, 0}},
+        {"above the limit, with a stale _last", {big, 20, 5}, "", -1, {0, big, 0}},
+        {"no log", {0, 0, 0}, "", 0, {0, 0, 0}},
+        {"the folder refuses renames", {big, 20, 0}, ".", 17, {big, 20, 0}},
+        {"_last cannot be removed", {big, 20, 5}, "_last", 17, {big, 20, 5}},
+        {"_last cannot be removed and there is no _1", {big, 0, 5}, "_last", 1, {0, big, 5}},
+        {"_1 cannot be moved", {big, 20, 0}, "_1", 17, {big, 20, 0}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string names[] = {log, log + "_1", log + "_last"};
+        for (int i = 0; i < 3; ++i) {
+            if (row.before[i] > 0) {
+                test::writeFile(names[i], "");
+                fs::resize_file(names[i], row.before[i]);
+            }
+        }
+        const std::string immutable = row.immutable == "." ? folder : log + row.immutable;
+        const auto chattr = [&](const char* flag) {
+            return row.immutable.empty() ||
+                   ::system(("chattr " + std::string(flag) + " '" + immutable + "'").c_str()) == 0;
+        };
+        ASSERT_TRUE(chattr("+i"));
+        testing::internal::CaptureStderr();
+        logObservation(log);
+        const std::string console = testing::internal::GetCapturedStderr();
+        ASSERT_TRUE(chattr("-i"));
+        const std::string said =
+            row.code < 0 ? ""
+                         : "code " + std::to_string(row.code) + ": message: " +
+                               (row.code == 0 ? "the log file does not exists.: " + log + "\n"
+                                              : "failed to rotate the log file: %@: " + log);
+        EXPECT_EQ(row.code > 0 ? console.substr(0, said.size()) : console, said);
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_EQ(fs::exists(names[i]) ? fs::file_size(names[i]) : 0, row.after[i]) << i;
+        }
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()),
+                  3 - std::count(row.after.begin(), row.after.end(), 0u))
+            << "nothing else is left";
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            fs::remove_all(entry.path());
+        }
+    }
+    test::writeFile(folder + "/plain", "not a folder");
+    testing::internal::CaptureStderr();
+    logObservation(folder + "/plain/app.log");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "code 20: message: failed to get attribute file: " + folder +
+                  "/plain/app.log: Description: [Not a directory]\n");
+    EXPECT_EQ(test::readFile(folder + "/plain"), "not a folder");
+}
 
 TEST(AccountPrivilege, ComparesWholeNamesExactlyAndLogsEachMember) {
     test::LogReader log;
@@ -117,4 +340,80 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
     auto config = std::find(paths.begin(), paths.end(), bob + "VELA.config.plist");
     ASSERT_LT(config + 1, paths.end());
     EXPECT_EQ(config[1], bob + "VELA.font.plist");
+}
+
+// The wizard must not wait for a background child that keeps the pipes open (killed here, so a
+// runner that waits cannot hang the test); Ctrl-C at a terminal must not kill a command's group.
+TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
+    test::TempInstallRoot root;
+    const std::string pidFile = root.base() + "/background.pid";
+    const std::string background = "sleep 600 & echo $! > '" + pidFile + "'";
+    const std::string mebibyte = "head -c 1048576 /dev/zero | tr '\\0' ";
+    const struct {
+        std::string command;
+        std::optional<std::string> expected;
+    } rows[] = {
+        {"echo out; echo err >&2", "err\n"},
+        {"printf 'a|b' | tr '|' '\\n'", "a\nb"},
+        {"printf '\\377\\376'", std::nullopt},
+        {"printf '\\300\\257'", std::nullopt},  // overlong "/"
+        {"printf '\\343\\201\\202'", "\xe3\x81\x82"},
+        {mebibyte + "x; head -c 300000 /dev/zero >/dev/null", std::string(1 << 20, 'x')},
+        {mebibyte + "y >&2 & " + mebibyte + "x; wait", std::string(1 << 20, 'y')},
+        {background + "; echo started", "started\n"},
+        {"sleep 600 >&2 & echo $! > '" + pidFile + "'; echo complaint >&2", "complaint\n"},
+        {background, ""},
+        {"[ $(ps -o pgid= -p $$) = $$ ] && echo leader", "leader\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.command);
+        auto result =
+            std::async(std::launch::async, [&] { return ShellExecute::execute(row.command); });
+        const bool returned =
+            result.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        if (const std::string child = test::readFile(pidFile); !child.empty()) {
+            ::kill(std::stoi(child), SIGKILL);
+            std::remove(pidFile.c_str());
+        }
+        ASSERT_TRUE(returned) << "still waiting for the background child";
+        const std::optional<std::string> said = result.get();
+        EXPECT_TRUE(said == row.expected)
+            << (said ? std::to_string(said->size()) + " bytes: " + said->substr(0, 40) : "none");
+    }
+    EXPECT_FALSE(ShellExecute::executeReturnBoolean("echo only-out").has_value());
+    EXPECT_EQ(ShellExecute::executeReturnBoolean("echo bad >&2"), "bad\n");
+    EXPECT_EQ(ShellExecute::executeReturnInteger("exit 3"), 3);
+    EXPECT_EQ(ShellExecute::executeReturnInteger("kill -9 $$"), -1);
+}
+
+// Hostile characters inside plain paths, and random strings, stand for every name we may quote.
+TEST(ShellForm, ShellReadsEveryFormBackExactly) {
+    EXPECT_EQ(shellForm("/Library/Application Support/VELA-Ver1.2"),
+              "/Library/Application\\ Support/VELA-Ver1.2");
+    EXPECT_EQ(shellForm("/x/VELA-Ver1'\"x"), "'/x/VELA-Ver1'\\''\"x'");
+    EXPECT_EQ(shellForm(""), "''");  // else the shell would see no word at all
+    const std::string hostile = " ;&|$`'\"\\\n\t*?[]{}()<>#~!%";
+    std::vector<std::string> texts;
+    for (char c : hostile) {
+        texts.push_back("/x/VELA-Ver1" + std::string(1, c) + "touch X");  // plain but for c
+    }
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<int> length(0, 24);
+    std::uniform_int_distribution<int> byte(1, 255);
+    std::uniform_int_distribution<int> pickHostile(0, static_cast<int>(hostile.size()) - 1);
+    std::uniform_int_distribution<int> coin(0, 2);
+    for (int round = 0; round < 300; ++round) {
+        std::string& text = texts.emplace_back();
+        for (int i = length(random); i > 0; --i) {
+            text += coin(random) == 0 ? hostile[static_cast<std::size_t>(pickHostile(random))]
+                                      : static_cast<char>(byte(random));
+        }
+    }
+    const test::TempInstallRoot root;
+    const std::string out = root.base() + "/out";
+    for (const std::string& text : texts) {
+        // printf's own escapes would change the text: pass it as an argument, not a format.
+        ShellExecute::execute("printf %s " + shellForm(text) + " > " + shellForm(out));
+        EXPECT_EQ(test::readFile(out), text) << "form: " << shellForm(text);
+    }
 }

@@ -23,8 +23,6 @@ constexpr std::uintmax_t kBigPayload = 768u << 20;
 
 class Cancel : public CliFixture {};
 
-}  // namespace
-
 // A signal during either copy of a new installation or an overwrite, or one refused early in
 // the start steps and honoured once Cancel is possible: the run is undone to the tree before it
 // (an overwrite's previous generation and help file exactly as they were), along the cancel
@@ -99,8 +97,6 @@ TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
     }
 }
 
-namespace {
-
 // The target root is a small file system of its own, so it can fill up or turn read-only.
 class Faults : public CliFixture {
 protected:
@@ -133,8 +129,6 @@ protected:
 private:
     bool mounted_ = false;
 };
-
-}  // namespace
 
 // The payload is measured against the volume first: a dry run says it would fail, and the real
 // run refuses with the numbers before it changes anything.
@@ -210,8 +204,6 @@ TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
     EXPECT_FALSE(exists(generation()));
 }
 
-namespace {
-
 // A root whose name needs quoting, and generation names that would run commands, split words or
 // expand globs if any command line took them as they stand.
 class HostileNames : public CliFixture {
@@ -230,8 +222,6 @@ const std::vector<std::string> kHostileGenerations = {
     "VELA-Ver1'\"x",          "VELA-Ver2\ntouch X",   "VELA-Ver *",
     "VELA-Ver$(touch X).old", "VELA-Ver;touch X.old", "VELA-Ver&& touch X .old",
 };
-
-}  // namespace
 
 // A bundle with an empty version (the generation is the bare prefix, a removal's widest chance),
 // without its agent, with a link to an outside file in its payload; a link planted in the device
@@ -295,8 +285,6 @@ TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
     EXPECT_TRUE(exists(generation + "/VELA-Uninstaller.app"));
 }
 
-namespace {
-
 constexpr uid_t kNobody = 65534;
 const std::string kVendor = "/Library/Application Support/Quillmark/VELA";
 
@@ -315,8 +303,6 @@ struct Row {
 };
 
 class Planted : public CliFixture {};
-
-}  // namespace
 
 // Each row plants one thing as a user who is not root, runs a new installation or an overwrite,
 // and checks that the run ends within seconds and says what it refused, that nothing outside the
@@ -440,3 +426,5 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
         }
     }
 }
+
+}  // namespace

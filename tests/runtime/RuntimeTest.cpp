@@ -17,7 +17,6 @@
 
 #include "AccountPrivilege.h"
 #include "Bundle.h"
-#include "Config.h"
 #include "Const.h"
 #include "Files.h"
 #include "Log.h"
@@ -34,25 +33,23 @@ namespace fs = std::filesystem;
 // A command output that ends in a line feed is written as that line and then an empty one.
 TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
     const std::string path = *Log::defaultLog().logFilePath();
-    const std::regex head(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):([0-9a-f]{8})\] \[([A-Z]+)\] root )");
-    struct Row {
+    const std::regex head(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[)" +
+                          std::to_string(::getpid()) + R"(:([0-9a-f]{8})\] )");
+    const struct {
         std::function<void()> log;
-        std::string written;  // after the user
-        std::string level = "INFO";
-        bool queued = true;  // else on disk without a flush
-    };
-    const Row rows[] = {
-        {[] { ILog("plain %d", 1); }, "plain 1\n"},
-        {[] { WLog("own line feed\n"); }, "own line feed\n", "WARN"},
-        {[] { ILog("%s", "output\n"); }, "output\n\n"},
-        {[] { ELog("%s\n", "output\n"); }, "output\n\n", "ERROR"},
-        {[] { ILog("%s", ""); }, "\n"},
-        {[] { primitiveILog("%s", "now\n"); }, "now\n\n", "INFO", false},
-        {[] { std::thread([] { ILog("from a worker"); }).join(); }, "from a worker\n"},
+        std::string written;  // after the tag
+        bool queued = true;   // else on disk without a flush
+    } rows[] = {
+        {[] { ILog("plain %d", 1); }, "[INFO] root plain 1\n"},
+        {[] { WLog("own line feed\n"); }, "[WARN] root own line feed\n"},
+        {[] { ILog("%s", "output\n"); }, "[INFO] root output\n\n"},
+        {[] { ELog("%s\n", "output\n"); }, "[ERROR] root output\n\n"},
+        {[] { ILog("%s", ""); }, "[INFO] root \n"},
+        {[] { primitiveILog("%s", "now\n"); }, "[INFO] root now\n\n", false},
+        {[] { std::thread([] { ILog("from a worker"); }).join(); }, "[INFO] root from a worker\n"},
     };
     std::set<std::string> tags;
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         Log::defaultLog().flush();
         const std::size_t before = test::readFile(path).size();
         row.log();
@@ -60,18 +57,16 @@ TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
             Log::defaultLog().flush();
         }
         const std::string line = test::readFile(path).substr(before);
-        SCOPED_TRACE(line);
         std::smatch match;
-        ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous));
-        EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
-        EXPECT_EQ(match[3], row.level);
+        ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous))
+            << line;
         EXPECT_EQ(match.suffix(), row.written);
-        tags.insert(match[2]);
+        tags.insert(match[1]);
     }
     EXPECT_EQ(tags.size(), 2u) << "the worker's tag is the main thread's";
 }
 
-TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
+TEST(LogMode, DebugLinesOnlyInDebugMode) {
     test::LogReader log;
     ASSERT_EQ(inquireLogMode(), "NORMAL");
     DLog("dropped");
@@ -83,20 +78,12 @@ TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
     ASSERT_TRUE(applyLogMode("NORMAL"));
     DLog("dropped again");
     FLog("fatal");
-    const std::string setting = *Const::getLogModeSettingFilePath();
-    EXPECT_TRUE(Config::setAppLogMode());
-    fs::create_directories(setting);  // a directory counts: only existence matters
-    EXPECT_TRUE(Config::setAppLogMode());
-    fs::remove(setting);
-    applyLogMode("NORMAL");
     std::vector<std::string> messages = log.messages();
-    ASSERT_EQ(messages.size(), 4u);
+    ASSERT_EQ(messages.size(), 2u);
     EXPECT_TRUE(std::regex_match(
         messages[0], std::regex(R"(\[DEBUG\] main:-?\d+ virtual void .*TestBody\(\) kept here)")))
         << messages[0];
     EXPECT_EQ(messages[1], "[FATAL] fatal");
-    EXPECT_EQ(messages[2], "[INFO] The log mode has changed successfully into  NORMAL.");
-    EXPECT_EQ(messages[3], "[INFO] The log mode has changed successfully into  DEBUG.");
 }
 
 // We may be root: nothing is written through what was planted, and the reason is said once.
@@ -221,9 +208,6 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
         for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_EQ(fs::exists(names[i]) ? fs::file_size(names[i]) : 0, row.after[i]) << i;
         }
-        EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()),
-                  3 - std::count(row.after.begin(), row.after.end(), 0u))
-            << "nothing else is left";
         for (const auto& entry : fs::directory_iterator(folder)) {
             fs::remove_all(entry.path());
         }
@@ -297,8 +281,6 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
     } rows[] = {
         {"/", [] { return Const::applicationDirectoryPathWithVersion(std::nullopt); },
          "/Applications/Quillmark/VELA-Ver/"},
-        {"/", &Const::getDeviceLicenseModeConfigPath,
-         "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist"},
         {"/tmp/a root/", &Const::appBaseDirectoryPath, "/tmp/a root/Applications/Quillmark"},
         {"/tmp/a root/", &Const::getDeviceLicenseModeDirectoryPath,
          "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device"},
@@ -306,14 +288,11 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
         // Relative, it would be read against whatever folder a later command runs in.
         {"relative root", [] { return Const::targetRoot(); }, here + "/relative root"},
         {"./a/../b", [] { return Const::targetRoot(); }, here + "/b"},
-        {"/", [] { return *Const::applicationUserAreaDirectoryPath(std::string("root")); },
-         "/root/Library/Application Support/Quillmark/VELA"},
     };
     for (const auto& row : rows) {
         Const::setTargetRoot(row.root);
         EXPECT_EQ(row.path(), row.expected) << "under " << row.root;
     }
-    EXPECT_FALSE(Const::applicationUserLogDirectoryPath(std::string("no-such-user-x")));
 
     // Listings keep prefixed generations only, and each user's configuration first.
     test::TempInstallRoot root;
@@ -380,10 +359,6 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
         EXPECT_TRUE(said == row.expected)
             << (said ? std::to_string(said->size()) + " bytes: " + said->substr(0, 40) : "none");
     }
-    EXPECT_FALSE(ShellExecute::executeReturnBoolean("echo only-out").has_value());
-    EXPECT_EQ(ShellExecute::executeReturnBoolean("echo bad >&2"), "bad\n");
-    EXPECT_EQ(ShellExecute::executeReturnInteger("exit 3"), 3);
-    EXPECT_EQ(ShellExecute::executeReturnInteger("kill -9 $$"), -1);
 }
 
 // Hostile characters inside plain paths, and random strings, stand for every name we may quote.
@@ -397,16 +372,12 @@ TEST(ShellForm, ShellReadsEveryFormBackExactly) {
     for (char c : hostile) {
         texts.push_back("/x/VELA-Ver1" + std::string(1, c) + "touch X");  // plain but for c
     }
-    std::mt19937 random(20261122);
-    std::uniform_int_distribution<int> length(0, 24);
-    std::uniform_int_distribution<int> byte(1, 255);
-    std::uniform_int_distribution<int> pickHostile(0, static_cast<int>(hostile.size()) - 1);
-    std::uniform_int_distribution<int> coin(0, 2);
+    std::mt19937 random(20261122);  // a third hostile characters, the rest any byte but NUL
     for (int round = 0; round < 300; ++round) {
         std::string& text = texts.emplace_back();
-        for (int i = length(random); i > 0; --i) {
-            text += coin(random) == 0 ? hostile[static_cast<std::size_t>(pickHostile(random))]
-                                      : static_cast<char>(byte(random));
+        for (auto i = random() % 25; i > 0; --i) {
+            text += random() % 3 == 0 ? hostile[random() % hostile.size()]
+                                      : static_cast<char>(1 + random() % 255);
         }
     }
     const test::TempInstallRoot root;

@@ -31,8 +31,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class Receiver : public FileCopyUtilDelegate {
-public:
+struct Receiver : FileCopyUtilDelegate {
     void setCopyProgress(float fraction) override { fractions.push_back(fraction); }
     void didFinishedCopyWithError(std::error_code error) override {
         onMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
@@ -45,8 +44,7 @@ public:
     std::atomic<bool> onMainThread{true};
 };
 
-class RecordingView : public InstallationView {
-public:
+struct RecordingView : InstallationView {
     bool isCancelRequested() const override { return cancel; }
     void setCancelEnabled(bool enabled) override { cancelEnabled.push_back(enabled); }
     void showProgress(float percent) override { progress.push_back(percent); }
@@ -61,8 +59,7 @@ public:
 };
 
 // The built bundle into a fresh target root, in DEBUG mode so that traces can be asserted.
-class Engine : public testing::Test {
-protected:
+struct Engine : testing::Test {
     Engine() {
         Const::setTargetRoot(root.root());
         applyLogMode("DEBUG");
@@ -183,7 +180,6 @@ TEST(FileCopy, EndsWithOneReportOfTheFirstErrorOrTheCancel) {
             ASSERT_TRUE(waitUntil([&] { return receiver.finished.load(); }, 10000, "the report"));
             EXPECT_EQ(receiver.result, c.expected) << receiver.result.message();
             copier.stopAndWait();
-            EXPECT_FALSE(copier.isCopying());
             if (cancel) {  // whole files would mean the workers stopped only between files
                 const std::uintmax_t stopped = FileCopyUtil::getDirectoryFileSizeAtPath(to);
                 EXPECT_LT(stopped, c.large);

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -31,7 +30,7 @@ using namespace vela;
 namespace fs = std::filesystem;
 
 // A command output that ends in a line feed is written as that line and then an empty one.
-TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
+TEST(LogLine, HasTheFixedFormatALineFeedWhereTheFormatLacksOneAndDebugOnlyInDebugMode) {
     const std::string path = *Log::defaultLog().logFilePath();
     const std::regex head(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[)" +
                           std::to_string(::getpid()) + R"(:([0-9a-f]{8})\] )");
@@ -64,9 +63,7 @@ TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
         tags.insert(match[1]);
     }
     EXPECT_EQ(tags.size(), 2u) << "the worker's tag is the main thread's";
-}
 
-TEST(LogMode, DebugLinesOnlyInDebugMode) {
     test::LogReader log;
     ASSERT_EQ(inquireLogMode(), "NORMAL");
     DLog("dropped");
@@ -87,9 +84,9 @@ TEST(LogMode, DebugLinesOnlyInDebugMode) {
 }
 
 // We may be root: nothing is written through what was planted, and the reason is said once.
-TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
+TEST(LogFile, OnlyTheFamilyWritesUnwritablePathsSayWhyOnceCreatedFoldersAreTheHomesAndRotate) {
     test::TempInstallRoot root;
-    test::ScopedEnvironment home("HOME", root.home());
+    test::ScopedEnvironment ownHome("HOME", root.home());
     const std::string path = root.home() + "/Library/Logs/VELA-device-Installer.log";
     const std::string cannot = "message: the log file cannot be written: " + path;
     EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
@@ -130,23 +127,20 @@ TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), row.reason);
         EXPECT_EQ(test::snapshotTree(root.base()), before);
     }
-}
 
-// Root-owned folders in a home would keep the user's own programs from writing their logs.
-TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationStartsANewFile) {
-    test::TempInstallRoot root;
+    // Root-owned folders in a home would keep the user's own programs from writing their logs.
     const std::string home = root.base() + "/nobody's home";
     fs::create_directories(home);
     ASSERT_EQ(::chown(home.c_str(), 65534, 65534), 0);
     fs::permissions(home, fs::perms(0755));
-    test::ScopedEnvironment variable("HOME", home);
-    const std::string path = home + "/Library/Logs/VELA-device-Installer.log";
+    test::ScopedEnvironment nobodys("HOME", home);
+    const std::string rotated = home + "/Library/Logs/VELA-device-Installer.log";
     const mode_t mask = ::umask(077);
     {
         Log log(std::string("VELA-device-Installer"));
         log.enqueue(Log::kLogLevelInfo, "first line", 1);
         log.flush();
-        fs::resize_file(path, 10'000'001);
+        fs::resize_file(rotated, 10'000'001);
         log.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
         log.flush();
     }
@@ -154,7 +148,8 @@ TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationSta
     for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
         EXPECT_EQ(test::accessOf(folder), test::accessOf(home)) << folder;
     }
-    EXPECT_EQ(test::LogReader::messageOf(test::readFile(path)), "[INFO] first of the new file\n");
+    EXPECT_EQ(test::LogReader::messageOf(test::readFile(rotated)),
+              "[INFO] first of the new file\n");
 }
 
 // Immutable entries stand for what root cannot move; the first failure is the one reported.
@@ -316,7 +311,7 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
 
 // The wizard must not wait for a background child that keeps the pipes open (killed here, so a
 // runner that waits cannot hang the test); Ctrl-C at a terminal must not kill a command's group.
-TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
+TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEndsAndReadsEveryShellFormBack) {
     test::TempInstallRoot root;
     const std::string pidFile = root.base() + "/background.pid";
     const std::string background = "sleep 600 & echo $! > '" + pidFile + "'";
@@ -345,17 +340,15 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
             result.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
         if (const std::string child = test::readFile(pidFile); !child.empty()) {
             ::kill(std::stoi(child), SIGKILL);
-            std::remove(pidFile.c_str());
+            fs::remove(pidFile);
         }
         ASSERT_TRUE(returned) << "still waiting for the background child";
         const std::optional<std::string> said = result.get();
         EXPECT_TRUE(said == row.expected)
             << (said ? std::to_string(said->size()) + " bytes: " + said->substr(0, 40) : "none");
     }
-}
 
-// Hostile characters inside plain paths, and random strings, stand for every name we may quote.
-TEST(ShellForm, ShellReadsEveryFormBackExactly) {
+    // Hostile characters inside plain paths, and random strings, stand for every name we quote.
     EXPECT_EQ(shellForm("/Library/Application Support/VELA-Ver1.2"),
               "/Library/Application\\ Support/VELA-Ver1.2");
     EXPECT_EQ(shellForm("/x/VELA-Ver1'\"x"), "'/x/VELA-Ver1'\\''\"x'");
@@ -373,7 +366,6 @@ TEST(ShellForm, ShellReadsEveryFormBackExactly) {
                                       : static_cast<char>(1 + random() % 255);
         }
     }
-    const test::TempInstallRoot root;
     const std::string out = root.base() + "/out";
     for (const std::string& text : texts) {
         // printf's own escapes would change the text: pass it as an argument, not a format.

@@ -159,13 +159,10 @@ TEST(FileCopy, EndsWithOneReportOfTheFirstErrorOrTheCancel) {
             if (!cancel) {
                 writeFile(from + "/zz/small", "x");
             }
-            if (!cancel && !c.midway) {
-                fs::remove_all(from);
-            }
             ScopedEnvironment count("VELA_COPY_WORKERS", std::to_string(workers));
             Receiver receiver;
             FileCopyUtil copier(&receiver);
-            copier.copyFileAtPath(from, to);
+            copier.copyFileAtPath(cancel || c.midway ? from : scratch.base() + "/missing.app", to);
             if (c.midway) {
                 ASSERT_TRUE(waitUntil(
                     [&] { return !receiver.fractions.empty() && receiver.fractions.back() > 0; },
@@ -243,7 +240,7 @@ TEST_F(Engine, AnEarlyCancelTouchesNothingAndAFailedPreparationStartsNoCopy) {
     EXPECT_FALSE(log.contains("[INFO] Copy "));
 }
 
-TEST_F(Engine, StartStepsCountOnlyAGenerationWithItsUninstallerAndLogTheIdentification) {
+TEST_F(Engine, StartStepsCountOnlyAGenerationWithItsUninstallerAndRemovalsSpareTheRoot) {
     EXPECT_FALSE(StartSteps::detectInstalledGeneration());
     fs::create_directories(root.at("/Applications/Quillmark/VELA-Ver1.0"));
     fs::create_directories(root.at("/Applications/Quillmark/VELA-Ver1.1/Other.app"));
@@ -261,9 +258,7 @@ TEST_F(Engine, StartStepsCountOnlyAGenerationWithItsUninstallerAndLogTheIdentifi
         inOrder(log.messages(),
                 {"[INFO] The log mode has been NORMAL.", "[INFO] Module path=[file:///",
                  "[INFO] The log mode has changed successfully.", "the log mode is DEBUG"}));
-}
 
-TEST_F(Engine, RemovalNeverNamesTheRootOrTheFoldersAboveTheGenerations) {
     for (const std::string& path :
          {std::string(), std::string("/"), root.root(), root.root() + "/",
           root.root() + "/Applications", root.root() + "/Applications/Quillmark/",

@@ -218,9 +218,7 @@ TEST_F(Engine, EachCopyFillsItsHalfOfTheBarAndWhatIsInTheWayIsMended) {
 
 // Cancel is enabled at load in an overwrite; the start comes a turn of the event loop later.
 TEST_F(Engine, AnEarlyCancelTouchesNothingAndAFailedPreparationStartsNoCopy) {
-    writeFile(Const::applicationDirectoryPathWithVersion(Const::getCurrentAppVersion()) +
-                  "VELA-Uninstaller.app/previous",
-              "previous");
+    writeFile(root.at("/Applications/Quillmark/VELA-Ver" VELA_TEST_VERSION "/previous"), "");
     writeFile(Const::getDeviceLicenseModeDirectoryPath(), "file");
     const std::string before = snapshotTree(root.root());
     int ended = 0;

@@ -6,18 +6,15 @@
 #include "TerminalProgress.h"
 
 static std::string shown(bool terminal, std::initializer_list<float> values) {
-    char* buffer = nullptr;
-    std::size_t size = 0;
-    std::FILE* stream = ::open_memstream(&buffer, &size);
+    char buffer[1024] = {};
+    std::FILE* stream = ::fmemopen(buffer, sizeof buffer - 1, "w");
     vela::TerminalProgress progress(stream, terminal);
     for (float value : values) {
         progress.show(value);
     }
     progress.finishLine();
     std::fclose(stream);
-    std::string text(buffer, size);
-    std::free(buffer);
-    return text;
+    return buffer;
 }
 
 // A management tool reads a line per further 10 %, whatever the copy reports; a terminal a bar.

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -17,7 +16,6 @@
 
 #include "AccountPrivilege.h"
 #include "Bundle.h"
-#include "Config.h"
 #include "Const.h"
 #include "Files.h"
 #include "Log.h"
@@ -32,27 +30,25 @@ using namespace vela;
 namespace fs = std::filesystem;
 
 // A command output that ends in a line feed is written as that line and then an empty one.
-TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
+TEST(LogLine, HasTheFixedFormatALineFeedWhereTheFormatLacksOneAndDebugOnlyInDebugMode) {
     const std::string path = *Log::defaultLog().logFilePath();
-    const std::regex head(
-        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[(\d+):([0-9a-f]{8})\] \[([A-Z]+)\] root )");
-    struct Row {
+    const std::regex head(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{4} VELA-device-Installer\[)" +
+                          std::to_string(::getpid()) + R"(:([0-9a-f]{8})\] )");
+    const struct {
         std::function<void()> log;
-        std::string written;  // after the user
-        std::string level = "INFO";
-        bool queued = true;  // else on disk without a flush
-    };
-    const Row rows[] = {
-        {[] { ILog("plain %d", 1); }, "plain 1\n"},
-        {[] { WLog("own line feed\n"); }, "own line feed\n", "WARN"},
-        {[] { ILog("%s", "output\n"); }, "output\n\n"},
-        {[] { ELog("%s\n", "output\n"); }, "output\n\n", "ERROR"},
-        {[] { ILog("%s", ""); }, "\n"},
-        {[] { primitiveILog("%s", "now\n"); }, "now\n\n", "INFO", false},
-        {[] { std::thread([] { ILog("from a worker"); }).join(); }, "from a worker\n"},
+        std::string written;  // after the tag
+        bool queued = true;   // else on disk without a flush
+    } rows[] = {
+        {[] { ILog("plain %d", 1); }, "[INFO] root plain 1\n"},
+        {[] { WLog("own line feed\n"); }, "[WARN] root own line feed\n"},
+        {[] { ILog("%s", "output\n"); }, "[INFO] root output\n\n"},
+        {[] { ELog("%s\n", "output\n"); }, "[ERROR] root output\n\n"},
+        {[] { ILog("%s", ""); }, "[INFO] root \n"},
+        {[] { primitiveILog("%s", "now\n"); }, "[INFO] root now\n\n", false},
+        {[] { std::thread([] { ILog("from a worker"); }).join(); }, "[INFO] root from a worker\n"},
     };
     std::set<std::string> tags;
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         Log::defaultLog().flush();
         const std::size_t before = test::readFile(path).size();
         row.log();
@@ -60,18 +56,14 @@ TEST(LogLine, HasTheFixedFormatAndALineFeedWhereTheFormatLacksOne) {
             Log::defaultLog().flush();
         }
         const std::string line = test::readFile(path).substr(before);
-        SCOPED_TRACE(line);
         std::smatch match;
-        ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous));
-        EXPECT_EQ(std::stol(match[1]), static_cast<long>(::getpid()));
-        EXPECT_EQ(match[3], row.level);
+        ASSERT_TRUE(std::regex_search(line, match, head, std::regex_constants::match_continuous))
+            << line;
         EXPECT_EQ(match.suffix(), row.written);
-        tags.insert(match[2]);
+        tags.insert(match[1]);
     }
     EXPECT_EQ(tags.size(), 2u) << "the worker's tag is the main thread's";
-}
 
-TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
     test::LogReader log;
     ASSERT_EQ(inquireLogMode(), "NORMAL");
     DLog("dropped");
@@ -83,26 +75,18 @@ TEST(LogMode, DebugLinesOnlyInDebugModeWhichTheSettingFileSwitchesOn) {
     ASSERT_TRUE(applyLogMode("NORMAL"));
     DLog("dropped again");
     FLog("fatal");
-    const std::string setting = *Const::getLogModeSettingFilePath();
-    EXPECT_TRUE(Config::setAppLogMode());
-    fs::create_directories(setting);  // a directory counts: only existence matters
-    EXPECT_TRUE(Config::setAppLogMode());
-    fs::remove(setting);
-    applyLogMode("NORMAL");
     std::vector<std::string> messages = log.messages();
-    ASSERT_EQ(messages.size(), 4u);
+    ASSERT_EQ(messages.size(), 2u);
     EXPECT_TRUE(std::regex_match(
         messages[0], std::regex(R"(\[DEBUG\] main:-?\d+ virtual void .*TestBody\(\) kept here)")))
         << messages[0];
     EXPECT_EQ(messages[1], "[FATAL] fatal");
-    EXPECT_EQ(messages[2], "[INFO] The log mode has changed successfully into  NORMAL.");
-    EXPECT_EQ(messages[3], "[INFO] The log mode has changed successfully into  DEBUG.");
 }
 
 // We may be root: nothing is written through what was planted, and the reason is said once.
-TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
+TEST(LogFile, OnlyTheFamilyWritesUnwritablePathsSayWhyOnceCreatedFoldersAreTheHomesAndRotate) {
     test::TempInstallRoot root;
-    test::ScopedEnvironment home("HOME", root.home());
+    test::ScopedEnvironment ownHome("HOME", root.home());
     const std::string path = root.home() + "/Library/Logs/VELA-device-Installer.log";
     const std::string cannot = "message: the log file cannot be written: " + path;
     EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
@@ -143,32 +127,27 @@ TEST(LogFile, OnlyTheFamilyWritesAndUnwritablePathsLoseLinesAndSayWhyOnce) {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), row.reason);
         EXPECT_EQ(test::snapshotTree(root.base()), before);
     }
-}
 
-// Root-owned folders in a home would keep the user's own programs from writing their logs.
-TEST(LogFile, CreatedFoldersBelongToTheHomesOwnerAndTheNextLineAfterARotationStartsANewFile) {
-    test::TempInstallRoot root;
+    // Root-owned folders in a home would keep the user's own programs from writing their logs.
     const std::string home = root.base() + "/nobody's home";
     fs::create_directories(home);
     ASSERT_EQ(::chown(home.c_str(), 65534, 65534), 0);
     fs::permissions(home, fs::perms(0755));
-    test::ScopedEnvironment variable("HOME", home);
-    const std::string path = home + "/Library/Logs/VELA-device-Installer.log";
+    test::ScopedEnvironment nobodys("HOME", home);
+    const std::string rotated = home + "/Library/Logs/VELA-device-Installer.log";
     const mode_t mask = ::umask(077);
-    {
-        Log log(std::string("VELA-device-Installer"));
-        log.enqueue(Log::kLogLevelInfo, "first line", 1);
-        log.flush();
-        fs::resize_file(path, 10'000'001);
-        log.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
-        log.flush();
-    }
+    Log log(std::string("VELA-device-Installer"));
+    log.enqueue(Log::kLogLevelInfo, "first line", 1);
+    log.flush();
+    fs::resize_file(rotated, 10'000'001);
+    log.enqueue(Log::kLogLevelInfo, "first of the new file", 1);
+    log.flush();
     ::umask(mask);
-    EXPECT_EQ(test::readFile(path + "_1").size(), 10'000'001u) << "the previous generation";
     for (const std::string& folder : {home + "/Library", home + "/Library/Logs"}) {
         EXPECT_EQ(test::accessOf(folder), test::accessOf(home)) << folder;
     }
-    EXPECT_EQ(test::LogReader::messageOf(test::readFile(path)), "[INFO] first of the new file\n");
+    EXPECT_EQ(test::LogReader::messageOf(test::readFile(rotated)),
+              "[INFO] first of the new file\n");
 }
 
 // Immutable entries stand for what root cannot move; the first failure is the one reported.
@@ -181,7 +160,7 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
     const struct {
         const char* name;
         std::array<std::uintmax_t, 3> before;
-        std::string immutable;  // the folder itself when "."
+        std::string immutable;  // "." the folder itself
         int code;
         std::array<std::uintmax_t, 3> after;
     } rows[] = {
@@ -189,9 +168,9 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
         {"above the limit, with a stale _last", {big, 20, 5}, "", -1, {0, big, 0}},
         {"no log", {0, 0, 0}, "", 0, {0, 0, 0}},
         {"the folder refuses renames", {big, 20, 0}, ".", 17, {big, 20, 0}},
-        {"_last cannot be removed", {big, 20, 5}, "_last", 17, {big, 20, 5}},
-        {"_last cannot be removed and there is no _1", {big, 0, 5}, "_last", 1, {0, big, 5}},
-        {"_1 cannot be moved", {big, 20, 0}, "_1", 17, {big, 20, 0}},
+        {"_last cannot be removed", {big, 20, 5}, "app.log_last", 17, {big, 20, 5}},
+        {"_last cannot be removed and there is no _1", {big, 0, 5}, "app.log_last", 1, {0, big, 5}},
+        {"_1 cannot be moved", {big, 20, 0}, "app.log_1", 17, {big, 20, 0}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -202,31 +181,22 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
                 fs::resize_file(names[i], row.before[i]);
             }
         }
-        const std::string immutable = row.immutable == "." ? folder : log + row.immutable;
-        const auto chattr = [&](const char* flag) {
-            return row.immutable.empty() ||
-                   ::system(("chattr " + std::string(flag) + " '" + immutable + "'").c_str()) == 0;
-        };
-        ASSERT_TRUE(chattr("+i"));
+        const std::string immutable = " '" + folder + "/" + row.immutable + "'";
+        ASSERT_TRUE(row.immutable.empty() || ::system(("chattr +i" + immutable).c_str()) == 0);
         testing::internal::CaptureStderr();
         logObservation(log);
         const std::string console = testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(chattr("-i"));
-        const std::string said =
-            row.code < 0 ? ""
-                         : "code " + std::to_string(row.code) + ": message: " +
-                               (row.code == 0 ? "the log file does not exists.: " + log + "\n"
-                                              : "failed to rotate the log file: %@: " + log);
-        EXPECT_EQ(row.code > 0 ? console.substr(0, said.size()) : console, said);
+        ASSERT_TRUE(row.immutable.empty() || ::system(("chattr -i" + immutable).c_str()) == 0);
+        const std::string said = "code " + std::to_string(row.code) + ": message: " +
+                                 (row.code == 0 ? "the log file does not exists.: " + log + "\n"
+                                                : "failed to rotate the log file: %@: " + log);
+        EXPECT_EQ(row.code > 0 ? console.substr(0, said.size()) : console,
+                  row.code < 0 ? "" : said);
         for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_EQ(fs::exists(names[i]) ? fs::file_size(names[i]) : 0, row.after[i]) << i;
         }
-        EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()),
-                  3 - std::count(row.after.begin(), row.after.end(), 0u))
-            << "nothing else is left";
-        for (const auto& entry : fs::directory_iterator(folder)) {
-            fs::remove_all(entry.path());
-        }
+        fs::remove_all(folder);
+        fs::create_directories(folder);
     }
     test::writeFile(folder + "/plain", "not a folder");
     testing::internal::CaptureStderr();
@@ -234,7 +204,6 @@ TEST(LogRotation, RotatesAboveTheLimitAndAFailedStepLosesNoGeneration) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "code 20: message: failed to get attribute file: " + folder +
                   "/plain/app.log: Description: [Not a directory]\n");
-    EXPECT_EQ(test::readFile(folder + "/plain"), "not a folder");
 }
 
 TEST(AccountPrivilege, ComparesWholeNamesExactlyAndLogsEachMember) {
@@ -282,12 +251,12 @@ TEST(Bundle, ReadsBinaryPlistsAndToleratesBrokenOnes) {
     EXPECT_FALSE(Bundle().pathForResource("VELA", "plist"));
 }
 
-// The catalogue's root is process-wide: the test leaves the default behind.
+// The catalogue's root is process-wide: the test leaves the default behind. Only the edges of the
+// root's form are checked here; the paths themselves every run checks on disk.
 struct ConstTest : testing::Test {
     void TearDown() override { Const::setTargetRoot("/"); }
 };
 
-// The paths a run checks on disk are not repeated here: only the edges of the root's form.
 TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOurs) {
     const std::string here = fs::current_path().string();
     const struct {
@@ -297,8 +266,6 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
     } rows[] = {
         {"/", [] { return Const::applicationDirectoryPathWithVersion(std::nullopt); },
          "/Applications/Quillmark/VELA-Ver/"},
-        {"/", &Const::getDeviceLicenseModeConfigPath,
-         "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist"},
         {"/tmp/a root/", &Const::appBaseDirectoryPath, "/tmp/a root/Applications/Quillmark"},
         {"/tmp/a root/", &Const::getDeviceLicenseModeDirectoryPath,
          "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device"},
@@ -306,25 +273,19 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
         // Relative, it would be read against whatever folder a later command runs in.
         {"relative root", [] { return Const::targetRoot(); }, here + "/relative root"},
         {"./a/../b", [] { return Const::targetRoot(); }, here + "/b"},
-        {"/", [] { return *Const::applicationUserAreaDirectoryPath(std::string("root")); },
-         "/root/Library/Application Support/Quillmark/VELA"},
     };
     for (const auto& row : rows) {
         Const::setTargetRoot(row.root);
         EXPECT_EQ(row.path(), row.expected) << "under " << row.root;
     }
-    EXPECT_FALSE(Const::applicationUserLogDirectoryPath(std::string("no-such-user-x")));
 
     // Listings keep prefixed generations only, and each user's configuration first.
     test::TempInstallRoot root;
     Const::setTargetRoot(root.root());
-    EXPECT_TRUE(Const::applicationDirectoryPrefixEnumerate().empty());  // base missing
-    EXPECT_TRUE(Const::allUserDirectoryPlistPaths().empty());
     const std::string base = root.at("/Applications/Quillmark");
-    for (const char* dir : {"VELA-Ver1.0.0.old", "vela-ver1.0", "Other", "VELA-Ver2"}) {
-        fs::create_directories(base + "/" + dir);
+    for (const char* name : {"VELA-Ver1.0.0.old", "vela-ver1.0", "VELA-Ver2", "VELA-Ver.txt"}) {
+        test::writeFile(base + "/" + name, "");  // files or folders: only the name counts
     }
-    test::writeFile(base + "/VELA-Ver.txt", "");
     std::vector<std::string> names = Const::applicationDirectoryPrefixEnumerate();
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"VELA-Ver.txt", "VELA-Ver1.0.0.old", "VELA-Ver2"}));
@@ -336,15 +297,14 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
     test::writeFile(root.at("/Users/Shared" + area + "VELA.font.plist"), "");
     fs::create_directories(root.at("/Users/carol"));
     std::vector<std::string> paths = Const::allUserDirectoryPlistPaths();
-    ASSERT_EQ(paths.size(), 3u);
-    auto config = std::find(paths.begin(), paths.end(), bob + "VELA.config.plist");
-    ASSERT_LT(config + 1, paths.end());
-    EXPECT_EQ(config[1], bob + "VELA.font.plist");
+    const std::string ours[] = {bob + "VELA.config.plist", bob + "VELA.font.plist"};
+    EXPECT_EQ(paths.size(), 3u);
+    EXPECT_NE(std::search(paths.begin(), paths.end(), ours, ours + 2), paths.end());
 }
 
 // The wizard must not wait for a background child that keeps the pipes open (killed here, so a
 // runner that waits cannot hang the test); Ctrl-C at a terminal must not kill a command's group.
-TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
+TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEndsAndReadsEveryShellFormBack) {
     test::TempInstallRoot root;
     const std::string pidFile = root.base() + "/background.pid";
     const std::string background = "sleep 600 & echo $! > '" + pidFile + "'";
@@ -360,7 +320,6 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
         {"printf '\\343\\201\\202'", "\xe3\x81\x82"},
         {mebibyte + "x; head -c 300000 /dev/zero >/dev/null", std::string(1 << 20, 'x')},
         {mebibyte + "y >&2 & " + mebibyte + "x; wait", std::string(1 << 20, 'y')},
-        {background + "; echo started", "started\n"},
         {"sleep 600 >&2 & echo $! > '" + pidFile + "'; echo complaint >&2", "complaint\n"},
         {background, ""},
         {"[ $(ps -o pgid= -p $$) = $$ ] && echo leader", "leader\n"},
@@ -373,21 +332,15 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEnds) {
             result.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
         if (const std::string child = test::readFile(pidFile); !child.empty()) {
             ::kill(std::stoi(child), SIGKILL);
-            std::remove(pidFile.c_str());
+            fs::remove(pidFile);
         }
         ASSERT_TRUE(returned) << "still waiting for the background child";
         const std::optional<std::string> said = result.get();
         EXPECT_TRUE(said == row.expected)
             << (said ? std::to_string(said->size()) + " bytes: " + said->substr(0, 40) : "none");
     }
-    EXPECT_FALSE(ShellExecute::executeReturnBoolean("echo only-out").has_value());
-    EXPECT_EQ(ShellExecute::executeReturnBoolean("echo bad >&2"), "bad\n");
-    EXPECT_EQ(ShellExecute::executeReturnInteger("exit 3"), 3);
-    EXPECT_EQ(ShellExecute::executeReturnInteger("kill -9 $$"), -1);
-}
 
-// Hostile characters inside plain paths, and random strings, stand for every name we may quote.
-TEST(ShellForm, ShellReadsEveryFormBackExactly) {
+    // Hostile characters inside plain paths, and random strings, stand for every name we quote.
     EXPECT_EQ(shellForm("/Library/Application Support/VELA-Ver1.2"),
               "/Library/Application\\ Support/VELA-Ver1.2");
     EXPECT_EQ(shellForm("/x/VELA-Ver1'\"x"), "'/x/VELA-Ver1'\\''\"x'");
@@ -397,19 +350,14 @@ TEST(ShellForm, ShellReadsEveryFormBackExactly) {
     for (char c : hostile) {
         texts.push_back("/x/VELA-Ver1" + std::string(1, c) + "touch X");  // plain but for c
     }
-    std::mt19937 random(20261122);
-    std::uniform_int_distribution<int> length(0, 24);
-    std::uniform_int_distribution<int> byte(1, 255);
-    std::uniform_int_distribution<int> pickHostile(0, static_cast<int>(hostile.size()) - 1);
-    std::uniform_int_distribution<int> coin(0, 2);
+    std::mt19937 random(20261122);  // a third hostile characters, the rest any byte but NUL
     for (int round = 0; round < 300; ++round) {
         std::string& text = texts.emplace_back();
-        for (int i = length(random); i > 0; --i) {
-            text += coin(random) == 0 ? hostile[static_cast<std::size_t>(pickHostile(random))]
-                                      : static_cast<char>(byte(random));
+        for (auto i = random() % 25; i > 0; --i) {
+            text += random() % 3 == 0 ? hostile[random() % hostile.size()]
+                                      : static_cast<char>(1 + random() % 255);
         }
     }
-    const test::TempInstallRoot root;
     const std::string out = root.base() + "/out";
     for (const std::string& text : texts) {
         // printf's own escapes would change the text: pass it as an argument, not a format.

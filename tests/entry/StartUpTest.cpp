@@ -1,10 +1,16 @@
 // The start-up decision table, against the real start-up code with scripted system services:
-// arguments, administrator or not, each outcome of the elevation and each reply.
+// arguments, administrator or not, each outcome of the elevation and each reply. Then the
+// delegate's last moments.
 #include <gtest/gtest.h>
+
+#include <QCoreApplication>
 
 #include <cstdio>
 #include <optional>
 
+#include "AppDelegate.h"
+#include "Files.h"
+#include "Log.h"
 #include "LogReader.h"
 #include "StartUp.h"
 
@@ -22,37 +28,33 @@ struct ElevationScript {
     std::string reply = {};  // what the elevated instance writes before ending
 };
 
-// Writes what start-up asked of it into `calls`.
-class ScriptedElevation : public Elevation {
-public:
-    ScriptedElevation(ElevationScript script, std::string& calls)
-        : script_(std::move(script)), calls_(calls) {}
+// Answers as scripted; writes what start-up asked of it into `calls`.
+struct ScriptedElevation : Elevation {
+    ScriptedElevation(ElevationScript given, std::string& record) : script(given), calls(record) {}
 
     ElevationResult executeWithPrivileges(const std::string& tool,
                                           const std::vector<std::string>& arguments,
                                           bool preauthorize) override {
-        calls_ += "execute " + tool;
+        calls += "execute " + tool;
         for (const std::string& argument : arguments) {
-            calls_ += " " + argument;
+            calls += " " + argument;
         }
-        calls_ += preauthorize ? " preauthorized;" : ";";
-        if (script_.outcome != ElevationOutcome::Executing) {
-            return {script_.outcome, script_.status};
+        calls += preauthorize ? " preauthorized;" : ";";
+        if (script.outcome != ElevationOutcome::Executing) {
+            return {script.outcome, script.status};
         }
         std::FILE* reply = std::tmpfile();
-        std::fputs(script_.reply.c_str(), reply);
+        std::fputs(script.reply.c_str(), reply);
         std::rewind(reply);
         return {ElevationOutcome::Executing, 0, reply};
     }
-
     void release(std::FILE* reply, bool destroyRights) override {
-        calls_ += destroyRights ? "release destroying the rights;" : "release;";
+        calls += destroyRights ? "release destroying the rights;" : "release;";
         std::fclose(reply);
     }
 
-private:
-    ElevationScript script_;
-    std::string& calls_;
+    ElevationScript script;
+    std::string& calls;
 };
 
 struct Case {
@@ -95,20 +97,10 @@ TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
          .elevation = ElevationScript{.reply = std::string(200, 'x')},
          .status = -1,
          .said = {"Installer get executed standard output:[" + std::string(127, 'x') + "]"}},
-        {.name = "elevated administrator",
-         .arguments = {"isPrivileges"},
-         .status = kWizardStatus,
-         .said = {kStart + " performed as privileges administrative user",
-                  "[INFO] performed as privileges administrative user: root"}},
         {.name = "standard user",
          .administrator = false,
          .status = kWizardStatus,
          .said = {kStart, "[INFO] performed by standard user: root"}},
-        {.name = "standard user with the marker",
-         .arguments = {"isPrivileges"},
-         .administrator = false,
-         .status = kWizardStatus,
-         .said = {"[INFO] performed by standard user: root"}},
         {.name = "marker and one more argument",
          .arguments = {"isPrivileges", "more"},
          .elevation = ElevationScript{Cancelled, -60006},
@@ -129,34 +121,34 @@ TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
         SCOPED_TRACE(c.name);
         LogReader log;
         std::string calls;  // what start-up asked of the system, in order
-        StartUp::Services services;
-        services.checkOperatingSystem = [&c] {
-            return OperatingSystemCheck{c.supported,
-                                        c.supported ? "seems the version equals 10.12 and later"
+        const StartUp::Services services{
+            .checkOperatingSystem =
+                [&c] {
+                    return OperatingSystemCheck{c.supported,
+                                                c.supported
+                                                    ? "seems the version equals 10.12 and later"
                                                     : "seems the version is below 10.12",
-                                        "Version 10.11.6 (Build 15G31)"};
+                                                "Version 10.11.6 (Build 15G31)"};
+                },
+            .isAdministrator =
+                [&](const std::string&) { return calls += "administrator?;", c.administrator; },
+            .elevation = [&]() -> std::unique_ptr<Elevation> {
+                return calls += "create;", std::make_unique<ScriptedElevation>(
+                                               c.elevation.value_or(ElevationScript{}), calls);
+            },
+            .applicationMain = [&](int&, char**) { return calls += "wizard;", kWizardStatus; },
+            .alert =
+                [&](int&, char**, const char* message, const char* title) {
+                    calls += std::string("alert ") + title + ": " + message + ";";
+                },
+            .executablePath = [] { return std::optional<std::string>(kTool); },
         };
-        services.isAdministrator = [&](const std::string&) {
-            calls += "administrator?;";
-            return c.administrator;
-        };
-        services.elevation = [&]() -> std::unique_ptr<Elevation> {
-            calls += "create;";
-            return std::make_unique<ScriptedElevation>(c.elevation.value_or(ElevationScript{}),
-                                                       calls);
-        };
-        services.applicationMain = [&](int&, char**) { return calls += "wizard;", kWizardStatus; };
-        services.alert = [&](int&, char**, const char* message, const char* title) {
-            calls += std::string("alert ") + title + ": " + message + ";";
-        };
-        services.executablePath = [] { return std::optional<std::string>(kTool); };
         std::vector<std::string> words = {kTool};
         words.insert(words.end(), c.arguments.begin(), c.arguments.end());
         std::vector<char*> argv;
         for (std::string& word : words) {
             argv.push_back(word.data());
         }
-        argv.push_back(nullptr);
 
         EXPECT_EQ(StartUp::run(static_cast<int>(words.size()), argv.data(), services), c.status);
         EXPECT_TRUE(inOrder(log.messages(), c.said));
@@ -172,6 +164,23 @@ TEST(StartUpDecisions, FollowArgumentsRightsAndEveryElevationOutcome) {
         }
         EXPECT_EQ(calls, expected);
     }
+}
+
+// The process may end right after the delegate returns: every queued line must be in the file
+// by then, however short the pause.
+TEST(AppDelegate, EveryQueuedLineIsWrittenWhenItReturns) {
+    AppDelegate delegate(*QCoreApplication::instance(), std::chrono::milliseconds(0));
+    EXPECT_TRUE(delegate.applicationShouldTerminateAfterLastWindowClosed());
+    const std::string path = Log::defaultLog().logFilePath().value_or("");
+    ASSERT_FALSE(path.empty());
+    const std::size_t before = readLines(path).size();
+    for (int i = 0; i < 3000; ++i) {
+        ILog("queued line %d of the last moments", i);
+    }
+    delegate.applicationWillTerminate();
+    const std::vector<std::string> lines = readLines(path);
+    ASSERT_EQ(lines.size(), before + 3000);
+    EXPECT_NE(lines.back().find("queued line 2999 of the last moments"), std::string::npos);
 }
 
 }  // namespace

@@ -105,7 +105,6 @@ protected:
             ::system(("mount -t tmpfs -o " + options + " vela-test '" + root.root() + "'").c_str()),
             0)
             << "these tests need to mount a tmpfs (root)";
-        mounted_ = true;
         for (const char* dir :
              {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
             fs::create_directories(root.at(std::string("/") + dir));
@@ -115,9 +114,7 @@ protected:
         ASSERT_EQ(::system(("mount -o remount," + options + " '" + root.root() + "'").c_str()), 0);
     }
     void TearDown() override {
-        if (mounted_) {
-            ::system(("umount -l '" + root.root() + "' 2>/dev/null").c_str());
-        }
+        ::system(("umount -l '" + root.root() + "' 2>/dev/null").c_str());
         CliFixture::TearDown();
     }
     void expectFailure(const RunResult& result, const std::string& message) {
@@ -125,9 +122,6 @@ protected:
         EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos) << result.err;
         EXPECT_TRUE(log.contains("[ERROR] code=MSG_E3001, message=" + message));
     }
-
-private:
-    bool mounted_ = false;
 };
 
 // The payload is measured against the volume first: a dry run says it would fail, and the real

@@ -17,7 +17,6 @@ static std::string shown(bool terminal, std::initializer_list<float> values) {
     return buffer;
 }
 
-// A management tool reads a line per further 10 %, whatever the copy reports; a terminal a bar.
 TEST(TerminalProgress, PipesGetOneLinePerFurtherTenPercentTerminalsOneRedrawnBar) {
     EXPECT_EQ(shown(false, {0, 4, 9.9f, 10, 12, 25, 19, 50, NAN, 75, 100, 120}),
               "progress: 10%\nprogress: 20%\nprogress: 50%\nprogress: 70%\nprogress: 100%\n");

@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
     ::setenv("VELA_MAIN_BUNDLE", VELA_TEST_BUNDLE_DIR, 0);
     ::unsetenv("VELA_TARGET_ROOT");
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    ::setenv("XDG_RUNTIME_DIR", home.c_str(), 0);  // private (0700), as Qt wants it
     int status = 0;
     {
         QApplication app(argc, argv);

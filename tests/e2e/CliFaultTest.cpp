@@ -293,7 +293,7 @@ struct Row {
     std::string script;  // run by /bin/sh as the user, $1 the folder under the target root
     Outcome fresh;
     std::optional<Outcome> overwrite = {};  // when it differs from a new installation's
-    std::string clear = {};                 // removed first, as the user could not
+    const char* clear = "";                 // removed first, as the user could not
 };
 
 class Planted : public CliFixture {};
@@ -353,13 +353,13 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
          "ln -sf \"$VICTIMS/file\" \"$1/VELA-device.offline-mode\"\n"
          "ln -f \"$VICTIMS/shared\" \"$1/VELA-for-Device-help.pdf\"\n"
          "ln -sf \"$VICTIMS/nothing-yet\" \"$1/VELA-for-Device-help.pdf.old\"",
-         {}},
+         Outcome{}},
         {"the device directory a link to a victim folder",
          kVendor,
          "ln -s \"$VICTIMS/folder\" \"$1/VELA-device\"",
          {1, "non-directory item exists: " + root.at(kVendor + "/VELA-device")},
-         {},
-         kVendor + "/VELA-device"},
+         std::nullopt,
+         "/Library/Application Support/Quillmark/VELA/VELA-device"},
         {"a link to a victim at the installation record",
          kVendor,
          "ln -sf \"$VICTIMS/shared\" \"$1/last-install.json\"",
@@ -368,8 +368,8 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
          kVendor,
          "ln -s \"$VICTIMS/file\" \"$1/.install-lock\"",
          {1, "cannot lock " + root.at(kVendor + "/.install-lock")},
-         {},
-         kVendor + "/.install-lock"},
+         std::nullopt,
+         "/Library/Application Support/Quillmark/VELA/.install-lock"},
     };
     for (const bool overwriting : {false, true}) {
         for (const Row& row : rows) {
@@ -381,7 +381,7 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
                 installPreviousGeneration();
             }
             ASSERT_EQ(::system(("chown -R nobody: '" + root.home() + "'").c_str()), 0);
-            if (!row.clear.empty()) {
+            if (*row.clear != 0) {
                 fs::remove_all(root.at(row.clear));
             }
             if (!row.folder.empty()) {

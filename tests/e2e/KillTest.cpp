@@ -23,6 +23,9 @@ struct Kind {
     const char* previous;            // the version installed before the run; none when null
     std::vector<std::string> steps;  // the journal steps this kind of run takes
 };
+void PrintTo(const Kind& kind, std::ostream* out) {
+    *out << kind.name;
+}
 
 // The tree of the target that an installation owns; the vendor folders and the lock that any
 // run leaves, killed or not, and the record that only a run that ended writes, are left out.

@@ -12,7 +12,6 @@
 #include <optional>
 
 #include "CliFixture.h"
-#include "Files.h"
 
 using namespace vela::test;
 namespace fs = std::filesystem;
@@ -105,10 +104,7 @@ protected:
             ::system(("mount -t tmpfs -o " + options + " vela-test '" + root.root() + "'").c_str()),
             0)
             << "these tests need to mount a tmpfs (root)";
-        for (const char* dir :
-             {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
-            fs::create_directories(root.at(std::string("/") + dir));
-        }
+        root.layOutVolume();
     }
     void remount(const std::string& options) {
         ASSERT_EQ(::system(("mount -o remount," + options + " '" + root.root() + "'").c_str()), 0);
@@ -396,14 +392,14 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
             const std::string installedBefore = snapshotTree(root.at("/Applications"));
             const Outcome expected = overwriting && row.overwrite ? *row.overwrite : row.fresh;
 
-            Process front({VELA_TEST_CLI, "--target", root.root()}, environment());
-            const int status = front.wait(60000);
-            ASSERT_NE(status, -1) << "still running after a minute: " << front.err();
-            EXPECT_EQ(status, expected.status) << front.err();
-            EXPECT_TRUE(front.err().find(expected.said) != std::string::npos ||
+            const auto front = startInstall();
+            const int status = front->wait(60000);
+            ASSERT_NE(status, -1) << "still running after a minute: " << front->err();
+            EXPECT_EQ(status, expected.status) << front->err();
+            EXPECT_TRUE(front->err().find(expected.said) != std::string::npos ||
                         log.contains(expected.said))
                 << expected.said << "\n"
-                << front.err();
+                << front->err();
             EXPECT_EQ(snapshotTree(victims), victimsBefore);
             if (expected.status == 0) {
                 EXPECT_TRUE(exists(generation + "VELA.app/Contents/MacOS/VELA"));

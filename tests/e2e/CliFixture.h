@@ -111,9 +111,10 @@ protected:
         info.replace(open, info.find("</string>", open) - open, "<string>" + version);
         writeFile(plist, info);
     }
-    /// Runs a plain installation from the built bundle, so that a previous generation exists.
-    void installPreviousGeneration() {
-        const std::string saved = std::exchange(bundle, std::string());
+    /// Runs a plain installation from the bundle at `from` (the built one when empty), so that a
+    /// previous generation exists.
+    void installPreviousGeneration(const std::string& from = {}) {
+        const std::string saved = std::exchange(bundle, from);
         const RunResult result = install();
         bundle = saved;
         ASSERT_EQ(result.status, 0) << result.err;

@@ -1,15 +1,12 @@
 #include <sys/stat.h>
 
-#include <QDeadlineTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QThread>
 
 #include <filesystem>
 #include <functional>
 
 #include "CliFixture.h"
-#include "Files.h"
 
 using namespace vela::test;
 namespace fs = std::filesystem;
@@ -260,11 +257,12 @@ TEST_F(Overwrite, FailsWhenTheApplicationCannotBeStopped) {
     writeFile(supervisor, "while :; do \"$APP\" --ignore-sigterm; done\n");
     Process guard({"/bin/sh", supervisor},
                   {{"APP", generation("1.0") + "/VELA.app/Contents/MacOS/VELA"}});
-    QDeadlineTimer deadline(10000);
     const std::string ours = generation("1.0") + "/VELA.app/";
-    while (run({"/usr/bin/pgrep", "-f", ours}).status != 0 && !deadline.hasExpired()) {
-        QThread::msleep(5);
-    }
+    waitUntil(
+        [&] {
+            return run({"/usr/bin/pgrep", "-f", ours}).status == 0;
+        },
+        10000, "the supervised application");
     RunResult result = install();
     guard.signal(SIGKILL);
     // Only what this test started: the supervisor's last child.

@@ -8,7 +8,6 @@
 #include <filesystem>
 
 #include "CliFixture.h"
-#include "Files.h"
 
 using namespace vela::test;
 namespace fs = std::filesystem;
@@ -56,10 +55,7 @@ protected:
         fs::remove_all(previous);
         fs::copy(VELA_TEST_BUNDLE_DIR, previous, fs::copy_options::recursive);
         setVersion(previous, *GetParam().previous ? GetParam().previous : VELA_TEST_VERSION);
-        std::map<std::string, std::string> env = environment();
-        env["VELA_MAIN_BUNDLE"] = previous;
-        RunResult result = run({VELA_TEST_CLI, "--target", root.root()}, env);
-        ASSERT_EQ(result.status, 0) << result.err;
+        installPreviousGeneration(previous);
     }
 
     // Kills the front end once `when` returns, repairs, and checks that the tree is the one

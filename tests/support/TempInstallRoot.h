@@ -23,10 +23,7 @@ public:
         base_ = pattern;
         root_ = base_ + "/" + rootName;
         home_ = base_ + "/home";
-        for (const char* dir :
-             {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
-            std::filesystem::create_directories(root_ + "/" + dir);
-        }
+        layOutVolume();
         std::filesystem::create_directories(home_);
     }
     ~TempInstallRoot() {
@@ -36,6 +33,13 @@ public:
     TempInstallRoot(const TempInstallRoot&) = delete;
     TempInstallRoot& operator=(const TempInstallRoot&) = delete;
 
+    /// Makes the system volume's folders under the root (again, after a mount hid them).
+    void layOutVolume() const {
+        for (const char* dir :
+             {"Applications", "Library/LaunchAgents", "Library/Application Support", "Users"}) {
+            std::filesystem::create_directories(root_ + "/" + dir);
+        }
+    }
     const std::string& base() const { return base_; }
     const std::string& root() const { return root_; }
     const std::string& home() const { return home_; }

@@ -7,36 +7,27 @@
 #include "SafeFiles.h"
 #include "ShellExecute.h"
 #include "ShellForm.h"
+#include "SystemPath.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-bool isProtected(const std::string& path) {
-    if (path.empty()) {
-        return true;
+bool isInstallerPath(const std::string& path) {
+    const std::string plain = withoutTrailingSlash(path);
+    std::string system = systemPathOf(plain);
+    const bool underRoot = Const::targetRoot() == "/" || system != plain;
+    // A journal refuses control characters to keep its log lines whole; in a name they change
+    // nothing of where the path leads, and a planted generation with one must still go.
+    for (char& c : system) {
+        c = static_cast<unsigned char>(c) < 0x20 ? '_' : c;
     }
-    fs::path normal = fs::path(path).lexically_normal();
-    std::string text = normal.string();
-    while (text.size() > 1 && text.back() == '/') {
-        text.pop_back();
-    }
-    for (const std::string& protectedPath :
-         {std::string("/"), Const::targetRoot(), Const::underTargetRoot("/Applications"),
-          Const::appBaseDirectoryPath(), Const::underTargetRoot("/Library"),
-          Const::underTargetRoot("/Users")}) {
-        std::string other = fs::path(protectedPath).lexically_normal().string();
-        while (other.size() > 1 && other.back() == '/') {
-            other.pop_back();
-        }
-        if (text == other || text == "." || text.empty()) {
-            return true;
-        }
-    }
-    return false;
+    return underRoot && (isJournalPath(system) || system == std::string(Const::kSymbolicLinkDir) +
+                                                                "/" + Const::kClientAppName);
 }
+
+namespace {
 
 // Says so when what is at `path` is a link: the removal takes the link, not its target.
 void noteLink(const std::string& path) {
@@ -56,7 +47,7 @@ std::string withoutTrailingSlash(const std::string& path) {
 }
 
 std::string removalCommand(const std::string& options, const std::string& path) {
-    if (isProtected(path)) {
+    if (!isInstallerPath(path)) {
         return "echo " + shellForm("refusing to remove " + path) + " >&2";
     }
     return "rm " + options + " " + shellForm(withoutTrailingSlash(path));

@@ -5,11 +5,15 @@
 
 namespace vela {
 
+/// Whether `path` is one the installer makes under the target root, and so may remove or move:
+/// a generation, the device directory, the help file and its backup, the link. A name built from
+/// the bundle or read from a journal cannot reach further (no "..", no other folder).
+bool isInstallerPath(const std::string& path);
+
 /// "rm <options> <path>" with the path in shell form, its trailing slashes taken off so that rm
-/// removes a link at that name itself, never what it points to. A path that would widen the removal
-/// (empty,
-/// "/", the target root, its Applications folder or the base directory of the generations) gets
-/// a command that removes nothing and says so on standard error, whatever produced the path.
+/// removes a link at that name itself, never what it points to. A path that is not
+/// isInstallerPath() gets a command that removes nothing and says so on standard error, whatever
+/// produced the path.
 std::string removalCommand(const std::string& options, const std::string& path);
 
 /// Runs `commandLine` and returns its text, "(null)" when it gave none (for log lines).

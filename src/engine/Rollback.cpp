@@ -101,8 +101,10 @@ void Rollback::undo(const UndoEntry& entry) const {
 
 void Rollback::renameDirectoryAtPath(const std::string& source, const std::string& target) const {
     DTrace("start: src: [%s]: dst: [%s]", source.c_str(), target.c_str());
-    // Only a real directory moves: a link planted under the source's name is not ours.
-    if (!source.empty() && entryKind(source) == EntryKind::Directory) {
+    // Only a real directory of the installer's own moves: a link planted under the source's
+    // name is not ours, nor is anything a crafted name could reach outside the generations.
+    if (isInstallerPath(source) && isInstallerPath(target) &&
+        entryKind(source) == EntryKind::Directory) {
         removeEntryTraced(__PRETTY_FUNCTION__, target);
         if (entryKind(target) != EntryKind::Missing) {
             ILog("failure to clean : %s", target.c_str());

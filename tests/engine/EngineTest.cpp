@@ -251,7 +251,9 @@ TEST_F(Engine, StartStepsCountOnlyAGenerationWithItsUninstallerAndRemovalsSpareT
     for (const std::string& path :
          {std::string(), std::string("/"), root.root(), root.root() + "/",
           root.root() + "/Applications", root.root() + "/Applications/Quillmark/",
-          root.root() + "/Applications/./Quillmark", root.root() + "/Library"}) {
+          root.root() + "/Applications/./Quillmark", root.root() + "/Library",
+          root.root() + "/Applications/Quillmark/VELA-Ver../../../../victimX",
+          root.root() + "/Applications/Quillmark/Other", std::string("/etc/passwd")}) {
         EXPECT_EQ(removalCommand("-rf", path).rfind("echo ", 0), 0u) << path;
     }
     const std::string generation = root.root() + "/Applications/Quillmark/VELA-Ver/";

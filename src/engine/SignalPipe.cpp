@@ -33,6 +33,14 @@ void onSignal(int signal) {
     errno = saved;
 }
 
+// Output to a reader that went away (a closed terminal, `| head`) fails with EPIPE instead of
+// ending the run. A handler rather than SIG_IGN: the commands the run starts get the default
+// back at exec.
+void dropBrokenPipe(int) {}
+
+// SIGHUP as at the start: ignored under nohup, where a hang-up must change nothing.
+bool gHangUpIgnored = false;
+
 }  // namespace
 
 SignalPipe::SignalPipe(std::function<void(int)> handler, const char* refusal)
@@ -49,11 +57,22 @@ SignalPipe::SignalPipe(std::function<void(int)> handler, const char* refusal)
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction hangUp {};
+    sigaction(SIGHUP, nullptr, &hangUp);
+    gHangUpIgnored = hangUp.sa_handler == SIG_IGN;
+    if (!gHangUpIgnored) {
+        sigaction(SIGHUP, &action, nullptr);
+    }
+    struct sigaction pipe {};
+    pipe.sa_handler = dropBrokenPipe;
+    sigemptyset(&pipe.sa_mask);
+    sigaction(SIGPIPE, &pipe, nullptr);
 }
 
 SignalPipe::~SignalPipe() {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGHUP, gHangUpIgnored ? SIG_IGN : SIG_DFL);
     notifier_.reset();
     for (int& fd : gPipe) {
         if (fd >= 0) {

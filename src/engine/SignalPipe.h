@@ -8,9 +8,11 @@
 
 namespace vela {
 
-/// Turns SIGINT and SIGTERM into a call on the main thread's event loop, so that the installer
-/// never stops half-way inside a step: the front ends treat them as the Cancel button, or as a
-/// request to end where nothing is under way. Whether a signal is passed on is decided at the
+/// Turns SIGINT, SIGTERM and SIGHUP (a closed terminal or a lost ssh session; left ignored under
+/// nohup) into a call on the main thread's event loop, so that the installer never stops
+/// half-way inside a step: the front ends treat them as the Cancel button, or as a request to
+/// end where nothing is under way. SIGPIPE no longer ends the process: output to a reader that
+/// went away is dropped. Whether a signal is passed on is decided at the
 /// moment it arrives: while not accepting, the handler itself writes `refusal` to standard
 /// error and drops the signal. One instance per process.
 class SignalPipe : public QObject {

@@ -23,6 +23,10 @@
         <translation>別のインストーラがこの Mac で作業中です。終了してからもう一度お試しください。</translation>
     </message>
     <message>
+        <source>The installer cannot lock %1 (%2). Nothing was changed.</source>
+        <translation>インストーラは %1 をロックできません（%2）。何も変更されていません。</translation>
+    </message>
+    <message>
         <source>The target volume %1 does not exist.</source>
         <translation>インストール先のボリューム %1 が存在しません。</translation>
     </message>

@@ -50,7 +50,7 @@ int DryRun::exec() {
     }
     record.actions = actions;
 
-    const std::string reason = InstallationPlan::foreseenFailure(payload);
+    const std::string reason = InstallationPlan::foreseenFailure(bundle, payload);
     if (!reason.empty()) {
         ILog("Dry run: the installation would fail: %s", reason.c_str());
         std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, reason.c_str());

@@ -5,11 +5,14 @@
 #include <QFileInfo>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
 
+#include "AccountPrivilege.h"
 #include "Bundle.h"
+#include "BundleCheck.h"
 #include "Commands.h"
 #include "Const.h"
 #include "DryRun.h"
@@ -20,6 +23,7 @@
 #include "RunOptions.h"
 #include "UnattendedInstall.h"
 #include "VerifyCommand.h"
+#include "platform/CurrentUser.h"
 
 using namespace vela;
 
@@ -81,7 +85,7 @@ int main(int argc, char* argv[]) {
     parser.setApplicationDescription(QStringLiteral(
         "Installs the VELA desktop application from this bundle without windows.\n"
         "Exit status: 0 installed, 1 installation failed, 2 usage error, 3 not an administrator,\n"
-        "5 cancelled (SIGINT/SIGTERM), 6 another installer works on the same target,\n"
+        "5 cancelled (SIGINT/SIGTERM/SIGHUP), 6 another installer works on the same target,\n"
         "7 not installed (--verify)."));
     parser.addHelpOption();
     parser.addVersionOption();
@@ -160,6 +164,17 @@ int main(int argc, char* argv[]) {
         outcome.setError(FailureCode::kInstallation, "not inside an installer bundle");
         return outcome.finish("failed", kExitFailed);
     }
+    // Its version names the folders root creates and removes: a bundle that cannot say it
+    // plainly changes nothing. A repair works from the journal's version, not the bundle's.
+    if (!options.recover) {
+        if (std::optional<std::string> defect = BundleCheck::defect(Bundle::mainBundle())) {
+            ELog("code=%s, message=%s", FailureCode::kInstallation, defect->c_str());
+            std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, defect->c_str());
+            outcome.setError(FailureCode::kInstallation, *defect);
+            outcome.record().status = "failed";
+            return endWithLog(outcome, kExitFailed);
+        }
+    }
     if (options.verify) {
         return endWithLog(outcome, VerifyCommand(outcome).exec());
     }
@@ -173,9 +188,14 @@ int main(int argc, char* argv[]) {
         outcome.setError("busy", "another installer is working on " + Const::targetRoot());
         return outcome.finish("busy", kExitBusy);
     }
-    if (lock.isRefused()) {
+    // Whatever keeps the lock from being taken refuses the run: going on unlocked could undo a
+    // live run's journal as a dead one's. A user who is not an administrator cannot change the
+    // target anyway and is refused as such further on.
+    if (lock.error() &&
+        (::geteuid() == 0 || AccountPrivilege::isMenberAdminGroup(currentUserName()))) {
         const std::string message =
             "cannot lock " + lock.path() + ": " + lock.error().message() + "; nothing changed";
+        ELog("%s", message.c_str());
         std::fprintf(stderr, "vela-device-install: %s\n", message.c_str());
         outcome.setError(FailureCode::kInstallation, message);
         return outcome.finish("failed", kExitFailed);

@@ -72,6 +72,14 @@ void Finalisation::run() const {
             rollback_.undoAfterFailure();
             return;
         }
+        // An overwrite keeps the administrator's flag, but only a plain file is one: a link or
+        // anything else planted at its name is replaced, or the tree would not verify.
+        const EntryKind flag = entryKind(Const::getDeviceOfflineFlagFilePath());
+        if (flag != EntryKind::Missing && flag != EntryKind::File &&
+            !offlineFlag_.createDeviceOfflineFlagFile()) {
+            rollback_.undoAfterFailure();
+            return;
+        }
     } else if (!offlineFlag_.createDeviceOfflineFlagFile()) {
         rollback_.undoAfterFailure();
         return;

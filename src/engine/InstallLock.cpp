@@ -63,10 +63,4 @@ InstallLock::~InstallLock() {
     }
 }
 
-bool InstallLock::isRefused() const {
-    return error_ == std::errc::too_many_symbolic_link_levels ||
-           error_ == std::errc::not_a_directory || error_ == std::errc::invalid_argument ||
-           (error_ == std::errc::operation_not_permitted && ::geteuid() == 0);
-}
-
 }  // namespace vela

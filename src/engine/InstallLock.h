@@ -21,11 +21,10 @@ public:
     bool isHeld() const { return fd_ >= 0 && held_; }
     /// Another installer holds it.
     bool isBusy() const { return busy_; }
-    /// Neither held nor busy: why the lock file could not be had.
+    /// Neither held nor busy: why the lock file could not be had (a link or a folder planted
+    /// where it belongs, a read-only volume, a user who may not write there). Empty for a dry
+    /// run where no lock file exists yet.
     const std::error_code& error() const { return error_; }
-    /// Whether that reason means something was planted where the lock belongs (a link, a file
-    /// instead of a folder), as opposed to a user who may not write there at all.
-    bool isRefused() const;
     const std::string& path() const { return path_; }
 
 private:

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "BundleCheck.h"
 #include "Commands.h"
 #include "Const.h"
 #include "FreeSpace.h"
@@ -53,10 +54,9 @@ std::vector<std::string> InstallationPlan::runningApplications() {
     return found;
 }
 
-std::string InstallationPlan::foreseenFailure(const Payload& payload) {
-    std::vector<std::string> missing = payload.missing();
-    if (!missing.empty()) {
-        return "the installer bundle is incomplete: no " + missing.front();
+std::string InstallationPlan::foreseenFailure(const Bundle& bundle, const Payload& payload) {
+    if (std::optional<std::string> defect = BundleCheck::defect(bundle)) {
+        return *defect;
     }
     std::optional<FreeSpace::Figures> figures = FreeSpace::measure(payload);
     if (figures && !figures->enough()) {

@@ -22,9 +22,9 @@ public:
     InstallationPlan(const Bundle& bundle, bool isOverwrite);
 
     std::vector<Action> actions() const;
-    /// The message of a failure the run would meet that shows beforehand (an incomplete bundle,
+    /// The message of a failure the run would meet that shows beforehand (a damaged bundle,
     /// too little free space, a file where the device directory belongs); empty when none.
-    static std::string foreseenFailure(const Payload& payload);
+    static std::string foreseenFailure(const Bundle& bundle, const Payload& payload);
     /// Process ids and command lines of the desktop applications started from the target's
     /// generations, which an overwrite stops.
     static std::vector<std::string> runningApplications();

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "BundleCheck.h"
 #include "Commands.h"
 #include "Const.h"
 #include "FreeSpace.h"
@@ -55,6 +56,11 @@ void InstallationRun::start() {
     started_ = true;
     DTrace("start");
     ILog("Start Installation process");
+    if (std::optional<std::string> defect = BundleCheck::defect(context_.bundle())) {
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, *defect);
+        endRun();
+        return;
+    }
     if (!FreeSpace::checkBeforeInstallation(context_)) {
         endRun();
         return;

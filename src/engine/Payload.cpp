@@ -22,11 +22,12 @@ Payload::Payload(const Bundle& bundle, const std::string& generation) {
                           generation + script});
     }
     items_.push_back(
-        {"help file",
+        {std::string(Const::kDeviceHelpFileName) + "." + Const::kDeviceHelpFileType,
          bundle.pathForResource(Const::kDeviceHelpFileName, Const::kDeviceHelpFileType),
          HelpFile::destinationPath()});
-    items_.push_back({"agent", bundle.pathForResource(Const::kClientAppName, "plist"),
-                      Const::applicationLaunchAgentPlistPath(), false});
+    items_.push_back({std::string(Const::kClientAppName) + ".plist",
+                      bundle.pathForResource(Const::kClientAppName, "plist"),
+                      Const::applicationLaunchAgentPlistPath()});
     for (Item& item : items_) {
         if (item.source) {
             measure(*item.source, item);
@@ -59,14 +60,22 @@ void Payload::measure(const std::string& path, Item& item) {
     }
 }
 
-std::vector<std::string> Payload::missing() const {
-    std::vector<std::string> names;
+std::optional<std::string> Payload::defect() const {
     for (const Item& item : items_) {
-        if (item.required && !item.source) {
-            names.push_back(item.what);
+        if (!item.source) {
+            return "the installer bundle is incomplete: no " + item.what;
+        }
+        // What is installed as a bundle must be a folder of the installer's own, the rest plain
+        // files: a link would be copied as a link pointing out of the generation.
+        const bool folder = item.what.ends_with(std::string(".") + Const::kAppFileType);
+        struct stat info {};
+        if (::lstat(item.source->c_str(), &info) != 0 ||
+            (folder ? !S_ISDIR(info.st_mode) : !S_ISREG(info.st_mode))) {
+            return "the installer bundle is damaged: " + *item.source + " is not a " +
+                   (folder ? "folder" : "plain file");
         }
     }
-    return names;
+    return std::nullopt;
 }
 
 std::uint64_t Payload::allocatedBytes(std::uint64_t blockSize) const {

@@ -14,13 +14,11 @@ namespace vela {
 /// constructed, by walking the bundle (links are not followed).
 class Payload {
 public:
-    /// One copy of the installation: `source` is none when the bundle lacks it. An installation
-    /// goes on without an item that is not `required`.
+    /// One copy of the installation: `source` is none when the bundle lacks it.
     struct Item {
-        std::string what;
+        std::string what;  ///< the item's name in the bundle ("VELA.app", "VELA.plist")
         std::optional<std::string> source;
         std::string target;
-        bool required = true;
         std::uint64_t bytes = 0;  ///< apparent bytes of its regular files
         std::uint64_t files = 0;
     };
@@ -30,8 +28,10 @@ public:
 
     /// Every item, in the order an installation copies them.
     const std::vector<Item>& items() const { return items_; }
-    /// The required items the bundle lacks ("VELA.app", ...): an installation from it fails.
-    std::vector<std::string> missing() const;
+    /// Why an installation from this bundle would fail: an item it lacks ("the installer bundle
+    /// is incomplete: no VELA.app"), or one of another type (a link, a file where a bundle
+    /// belongs); none when every item is there.
+    std::optional<std::string> defect() const;
     /// Apparent bytes and count of the regular files to copy.
     std::uint64_t bytes() const { return bytes_; }
     std::uint64_t files() const { return files_; }

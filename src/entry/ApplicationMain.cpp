@@ -5,6 +5,8 @@
 #include <QPushButton>
 #include <filesystem>
 
+#include <unistd.h>
+
 #include "AlertUtil.h"
 #include "AppDelegate.h"
 #include "Const.h"
@@ -53,18 +55,27 @@ int applicationMain(int& argc, char** argv) {
         return 1;
     }
 
-    // Two installers on one system would overwrite each other's work.
+    // Two installers on one system would overwrite each other's work. Whatever else keeps the
+    // lock from being taken refuses the run too; only an instance that is not root (which
+    // changes nothing and relaunches itself elevated) goes on without it.
     InstallLock lock(Const::targetRoot());
-    if (lock.isRefused()) {
-        // Something was planted where the lock belongs: nothing may start.
-        ELog("cannot lock %s: %s", lock.path().c_str(), lock.error().message().c_str());
-    }
-    if (lock.isBusy() || lock.isRefused()) {
+    if (lock.isBusy()) {
         WLog("another installer is working on %s", Const::targetRoot().c_str());
         AlertUtil::runModalWithMessage(
             QCoreApplication::translate("vela::ApplicationMain",
                                         "Another installer is working on this Mac. Please try "
                                         "again when it has finished."),
+            QCoreApplication::translate("vela::ApplicationMain", "Error"));
+        return 1;
+    }
+    if (lock.error() && ::geteuid() == 0) {
+        ELog("cannot lock %s: %s; nothing changed", lock.path().c_str(),
+             lock.error().message().c_str());
+        AlertUtil::runModalWithMessage(
+            QCoreApplication::translate("vela::ApplicationMain",
+                                        "The installer cannot lock %1 (%2). Nothing was changed.")
+                .arg(QString::fromStdString(lock.path()),
+                     QString::fromStdString(lock.error().message())),
             QCoreApplication::translate("vela::ApplicationMain", "Error"));
         return 1;
     }

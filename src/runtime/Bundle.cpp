@@ -1,12 +1,14 @@
 #include "Bundle.h"
 
+#include <fcntl.h>
 #include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <limits>
 
 #include "Const.h"
 #include "platform/ExecutablePath.h"
@@ -17,22 +19,61 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::map<std::string, std::string> readStringsOfInfoPlist(const std::string& file) {
+// Reads the file through a descriptor that neither follows a link nor waits on a FIFO; `error`
+// says why there is nothing to read ("is a directory", ...).
+std::string readPlainFile(const std::string& file, std::string& error) {
+    const int fd = ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    struct stat info {};
+    if (fd < 0 || ::fstat(fd, &info) != 0) {
+        error = errno == ELOOP ? "is a symbolic link" : std::strerror(errno);
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        return {};
+    }
+    std::string data;
+    if (!S_ISREG(info.st_mode)) {
+        error = S_ISDIR(info.st_mode) ? "is a folder, not a file" : "is not a regular file";
+    } else if (info.st_size > (1 << 20)) {
+        error = "is larger than 1 MiB";
+    } else {
+        char buffer[8192];
+        for (;;) {
+            const ssize_t n = ::read(fd, buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR) {
+                continue;
+            }
+            if (n < 0) {
+                error = std::strerror(errno);
+                data.clear();
+                break;
+            }
+            if (n == 0) {
+                break;
+            }
+            data.append(buffer, static_cast<std::size_t>(n));
+        }
+    }
+    ::close(fd);
+    return data;
+}
+
+std::map<std::string, std::string> readStringsOfInfoPlist(const std::string& file,
+                                                          std::string& error) {
     std::map<std::string, std::string> values;
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
+    std::string data = readPlainFile(file, error);
+    if (!error.empty()) {
         return values;
     }
-    std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (data.empty() || data.size() > std::numeric_limits<std::uint32_t>::max()) {
+    if (data.empty()) {
+        error = "is empty";
         return values;
     }
     plist_t root = nullptr;
     plist_from_memory(data.data(), static_cast<std::uint32_t>(data.size()), &root);
-    if (root == nullptr) {
-        return values;
-    }
-    if (plist_get_node_type(root) == PLIST_DICT) {
+    if (root == nullptr || plist_get_node_type(root) != PLIST_DICT) {
+        error = "is not a property list of keys and values";
+    } else {
         plist_dict_iter it = nullptr;
         plist_dict_new_iter(root, &it);
         for (;;) {
@@ -76,7 +117,7 @@ std::string locateMainBundle() {
 }  // namespace
 
 Bundle::Bundle(std::string path) : path_(std::move(path)) {
-    info_ = readStringsOfInfoPlist(joinPath(path_, "Contents/Info.plist"));
+    info_ = readStringsOfInfoPlist(infoPlistPath(), infoError_);
 }
 
 const Bundle& Bundle::mainBundle() {
@@ -85,6 +126,10 @@ const Bundle& Bundle::mainBundle() {
         return path.empty() ? Bundle() : Bundle(path);
     }();
     return bundle;
+}
+
+std::string Bundle::infoPlistPath() const {
+    return joinPath(path_, "Contents/Info.plist");
 }
 
 std::optional<std::string> Bundle::infoValue(const std::string& key) const {

@@ -11,7 +11,8 @@ namespace vela {
 class Bundle {
 public:
     /// Reads `path`/Contents/Info.plist (XML or binary) with libplist. A bundle without a
-    /// readable Info.plist has no keys but still answers look-ups of its items.
+    /// readable Info.plist has no keys (infoError() says why) but still answers look-ups of its
+    /// items. A link, a folder or a FIFO at that name is not read.
     explicit Bundle(std::string path);
     Bundle() = default;
 
@@ -20,6 +21,10 @@ public:
     static const Bundle& mainBundle();
 
     const std::string& bundlePath() const { return path_; }
+    std::string infoPlistPath() const;
+    /// Why Info.plist gave no keys ("No such file or directory", "is a folder, not a file",
+    /// "is not a property list of keys and values"); empty when it was read.
+    const std::string& infoError() const { return infoError_; }
     std::optional<std::string> infoValue(const std::string& key) const;
     std::optional<std::string> bundleName() const { return infoValue("CFBundleName"); }
     std::optional<std::string> shortVersionString() const {
@@ -40,6 +45,7 @@ private:
 
     std::string path_;
     std::map<std::string, std::string> info_;
+    std::string infoError_;
 };
 
 }  // namespace vela

@@ -37,7 +37,7 @@ TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
         {false, "VELA-Uninstaller.app", SIGTERM, ""},
         {false, "VELA.app", SIGINT, "[INFO] The log mode has been"},
         {true, "VELA.app", SIGINT, ""},
-        {true, "VELA-Uninstaller.app", SIGINT, ""},
+        {true, "VELA-Uninstaller.app", SIGHUP, ""},  // the terminal closed
     };
     const std::vector<std::string> newInstallation = {
         "[INFO] Remove application module: ", "cancelation with new installation",
@@ -94,6 +94,15 @@ TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
         EXPECT_FALSE(log.contains("End Installation process"));
         EXPECT_EQ(countOf(log.messages(), "Device Installer module starting"), 1);
     }
+    // A reader that goes away (a closed terminal, `| head`) is no reason to stop: the rest of
+    // the output is dropped and the run installs.
+    const RunResult piped = run({"/bin/bash", "-c",
+                                 "\"$0\" --target \"$1\" 2>&1 | head -c1 >/dev/null\n"
+                                 "exit ${PIPESTATUS[0]}",
+                                 VELA_TEST_CLI, root.root()},
+                                environment());
+    EXPECT_EQ(piped.status, 0) << piped.err;
+    EXPECT_TRUE(exists(generation() + "/VELA.app"));
 }
 
 // The target root is a small file system of its own, so it can fill up or turn read-only.
@@ -161,10 +170,9 @@ TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
     EXPECT_EQ(snapshotTree(root.root()), before);
 }
 
-// The journal cannot be written, so no step is taken, over an installation or on a fresh volume.
+// The lock cannot be taken, so no step is taken, over an installation or on a fresh volume.
 TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
-    const std::string journal =
-        root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
+    const std::string lock = root.at("/Library/Application Support/Quillmark/VELA/.install-lock");
     for (const bool installed : {true, false}) {
         SCOPED_TRACE(installed ? "over an installation" : "fresh");
         mountRoot("size=64m");
@@ -173,25 +181,84 @@ TEST_F(Faults, AReadOnlyTargetFailsAndChangesNothing) {
         }
         std::string before = snapshotTree(root.root());
         remount("ro");
-        expectFailure(install(), "installation failure: journal: " + journal +
-                                     (installed ? ": Read-only file system" : ""));
+        const RunResult result = install();
+        EXPECT_EQ(result.status, 1);
+        const std::string said = "cannot lock " + lock + ": Read-only file system; nothing changed";
+        EXPECT_NE(result.err.find(said), std::string::npos) << result.err;
+        EXPECT_TRUE(log.contains("[ERROR] " + said));
         EXPECT_EQ(snapshotTree(root.root()), before);
         ::system(("umount -l '" + root.root() + "'").c_str());
     }
 }
 
-TEST_F(Faults, ABundleWithoutTheUninstallerFails) {
-    useBundleCopy();
-    fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");
-    RunResult dry = install({"--dry-run"});
-    EXPECT_EQ(dry.status, 1);
-    EXPECT_NE(
-        dry.err.find("MSG_E3001: the installer bundle is incomplete: no VELA-Uninstaller.app"),
-        std::string::npos)
-        << dry.err;
-    expectFailure(install(), "Installation couldn't be completed");
-    EXPECT_TRUE(log.contains("[INFO] Copy (null) to " + generation() + "/VELA-Uninstaller.app"));
-    EXPECT_FALSE(exists(generation()));
+// A bundle that cannot say its version plainly or lacks what it installs is refused by the
+// installation, its dry run and its verification alike, before anything changes: the version
+// names folders that root creates and removes, and a crafted one must never reach a victim
+// beside the target.
+TEST_F(Faults, AHostileBundleIsRefusedBeforeAnythingChanges) {
+    const std::string victim = root.base() + "/victimX";
+    writeFile(victim + "/inside", "precious\n");
+    installPreviousGeneration();
+    const std::string plist = "Contents/Info.plist";
+    const std::string notPlain = "\" is not a plain version";
+    const struct {
+        const char* name;
+        std::string script;  // run by /bin/sh in the bundle copy
+        std::string said;
+    } rows[] = {
+        {"a version reaching the victim", "", "../../../../../victimX" + notPlain},
+        {"a version with a slash", "", "1.2/3" + notPlain},
+        {"an empty version", "", "CFBundleShortVersionString \"" + notPlain},
+        {"a very long version", "", std::string(64, '1') + "..." + notPlain},
+        {"a version not in UTF-8", "", "1.\\xff\\xfe" + notPlain},
+        {"a version the installer moves generations aside as", "", "1.2.3.OLD" + notPlain},
+        {"no Info.plist", "rm " + plist, plist + ": No such file or directory"},
+        {"a malformed Info.plist", "echo '<plist><dict><key>' >" + plist,
+         plist + ": is not a property list of keys and values"},
+        {"Info.plist a folder", "rm " + plist + " && mkdir " + plist,
+         plist + ": is a folder, not a file"},
+        {"Info.plist a FIFO", "rm " + plist + " && mkfifo " + plist,
+         plist + ": is not a regular file"},
+        {"no uninstaller", "rm -r Contents/MacOS/VELA-Uninstaller.app",
+         "the installer bundle is incomplete: no VELA-Uninstaller.app"},
+        {"no LaunchAgent", "rm Contents/Resources/VELA.plist",
+         "the installer bundle is incomplete: no VELA.plist"},
+        {"the application a link to a folder elsewhere",
+         "rm -r Contents/MacOS/VELA.app && ln -s \"$VICTIM\" Contents/MacOS/VELA.app",
+         "Contents/MacOS/VELA.app is not a folder"},
+        {"the application a file", "rm -r Contents/MacOS/VELA.app && touch Contents/MacOS/VELA.app",
+         "Contents/MacOS/VELA.app is not a folder"},
+    };
+    const std::string before = snapshotTree(root.root());
+    const std::string victimBefore = snapshotTree(victim);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        fs::remove_all(root.base() + "/Installer Copy.app");
+        useBundleCopy();
+        if (row.script.empty()) {
+            const std::size_t quote = row.said.find(notPlain);
+            std::string version = row.said.substr(0, quote);
+            version = version.substr(version.rfind('"') + 1);
+            version = version == "1.\\xff\\xfe" ? "1.\xff\xfe" : version;
+            setVersion(bundle, version.ends_with("...") ? std::string(300, '1') : version);
+        }
+        const RunResult planted =
+            run({"/bin/sh", "-c", "set -e\ncd \"$1\"\n" + row.script, "plant", bundle},
+                {{"VICTIM", victim}});
+        ASSERT_EQ(planted.status, 0) << planted.err;
+        for (const std::vector<std::string>& mode : {std::vector<std::string>{"--json"},
+                                                     {"--json", "--dry-run"},
+                                                     {"--json", "--verify"}}) {
+            const RunResult result = install(mode);
+            EXPECT_EQ(result.status, 1) << mode.back() << ": " << result.err;
+            EXPECT_EQ(field(recordOf(result.out, 1), "status"), "failed");
+            EXPECT_NE(result.err.find("MSG_E3001: the installer bundle is "), std::string::npos);
+            EXPECT_NE(result.err.find(row.said), std::string::npos) << result.err;
+        }
+        EXPECT_TRUE(log.contains("[ERROR] code=MSG_E3001, message=the installer bundle is "));
+        EXPECT_EQ(snapshotTree(root.root()), before);
+        EXPECT_EQ(snapshotTree(victim), victimBefore);
+    }
 }
 
 // A root whose name needs quoting, and generation names that would run commands, split words or
@@ -213,8 +280,7 @@ const std::vector<std::string> kHostileGenerations = {
     "VELA-Ver$(touch X).old", "VELA-Ver;touch X.old", "VELA-Ver&& touch X .old",
 };
 
-// A bundle with an empty version (the generation is the bare prefix, a removal's widest chance),
-// without its agent, with a link to an outside file in its payload; a link planted in the device
+// A bundle with a link to an outside file in its payload; a link planted in the device
 // directory. An installation and an overwrite remove exactly the hostile generations, run
 // nothing, and follow no link as root.
 TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
@@ -233,10 +299,9 @@ TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
     ASSERT_EQ(::chmod(victim.c_str(), 0600), 0);
     fs::create_directories(deviceDirectory());
     fs::create_symlink(victim, deviceDirectory() + "/planted");
-    setVersion(useBundleCopy(), "");
+    useBundleCopy();
     fs::create_symlink(victim, bundle + "/Contents/MacOS/VELA.app/Contents/planted");
-    fs::remove(bundle + "/Contents/Resources/VELA.plist");
-    const std::string generation = base + "/VELA-Ver";
+    const std::string generation = base + "/VELA-Ver" VELA_TEST_VERSION;
 
     RunResult result = install();
     ASSERT_EQ(result.status, 0) << result.err;
@@ -246,7 +311,7 @@ TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
         left.push_back(entry.path().filename().string());
     }
     std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<std::string>{"VELA", "VELA-Ver", "keep-me"}));
+    EXPECT_EQ(left, (std::vector<std::string>{"VELA", "VELA-Ver" VELA_TEST_VERSION, "keep-me"}));
     EXPECT_TRUE(exists(root.at("/Applications/keep-me-too")));
     for (const std::string& dir : {root.base(), root.root(), base, std::string("/tmp")}) {
         EXPECT_FALSE(exists(dir + "/X")) << "a command ran in " << dir;
@@ -262,16 +327,13 @@ TEST_F(HostileNames, AreRemovedAsNamedAndNothingWidensOrFollows) {
             << name;
     }
     // Every command line names the root in quotes, the quote itself escaped.
-    EXPECT_TRUE(log.contains("command execute: chown -R root:admin '" + root.base() +
-                             "/root with '\\'' quote/Applications/Quillmark/VELA-Ver/'"));
+    EXPECT_TRUE(log.contains(
+        "command execute: chown -R root:admin '" + root.base() +
+        "/root with '\\'' quote/Applications/Quillmark/VELA-Ver" VELA_TEST_VERSION "/'"));
     EXPECT_EQ(accessOf(victim), "nobody:nogroup:-rw-------");
     EXPECT_EQ(readFile(victim), "secret");
     EXPECT_EQ(fs::read_symlink(generation + "/VELA.app/Contents/planted"), victim);
     EXPECT_EQ(accessOf(deviceDirectory()), "root:admin:drwxrwxr-x");
-    // A bundle without its agent installs all the rest.
-    EXPECT_TRUE(log.contains("[INFO] Copy (null) to " +
-                             root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
-    EXPECT_FALSE(exists(root.at("/Library/LaunchAgents/com.quillmark.VELA.plist")));
     EXPECT_TRUE(exists(generation + "/VELA-Uninstaller.app"));
 }
 
@@ -366,6 +428,12 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
          {1, "cannot lock " + root.at(kVendor + "/.install-lock")},
          std::nullopt,
          "/Library/Application Support/Quillmark/VELA/.install-lock"},
+        {"a folder at the lock",
+         kVendor,
+         "mkdir \"$1/.install-lock\"",
+         {1, "cannot lock " + root.at(kVendor + "/.install-lock") + ": Is a directory"},
+         std::nullopt,
+         "/Library/Application Support/Quillmark/VELA/.install-lock"},
     };
     for (const bool overwriting : {false, true}) {
         for (const Row& row : rows) {
@@ -402,6 +470,7 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
                 << front->err();
             EXPECT_EQ(snapshotTree(victims), victimsBefore);
             if (expected.status == 0) {
+                EXPECT_EQ(install({"--verify"}).status, 0) << "a tree its own check calls damaged";
                 EXPECT_TRUE(exists(generation + "VELA.app/Contents/MacOS/VELA"));
                 EXPECT_EQ(fs::read_symlink(root.at("/Applications/Quillmark/VELA")),
                           "/Applications/Quillmark/VELA-Ver" VELA_TEST_VERSION "/");

@@ -113,7 +113,7 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
         std::optional<uid_t> asUser = std::nullopt;  // else root
         std::vector<std::string> arguments = {"isPrivileges"};
         std::string requestedBy = "";  // PKEXEC_UID
-        enum { Usable, Busy, Missing } target = Usable;
+        enum { Usable, Busy, LockFolder, Missing } target = Usable;
         std::vector<std::string> said = {};
         int status = 0;
         bool endsItself = false;  // else it waits for a click or the alert's answer
@@ -142,6 +142,10 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
                   "[INFO] root performed as privileges administrative user: root",
                   "[WARN] root another installer is working on "},
          .status = 1},
+        {.name = "a folder where the lock belongs",
+         .target = Row::LockFolder,
+         .said = {".install-lock: Is a directory; nothing changed"},
+         .status = 1},
         {.name = "the target root does not exist",
          .target = Row::Missing,
          .said = {"[ERROR] root the target root does not exist: "},
@@ -162,6 +166,10 @@ TEST(WizardProcess, TheWizardStartsForTheUserWhoAskedForItOnATargetItCanUse) {
             {"VELA_MAIN_BUNDLE", ""},
             {"QT_QPA_PLATFORM", "offscreen"},
             {"PKEXEC_UID", row.requestedBy}};
+        if (row.target == Row::LockFolder) {
+            std::filesystem::create_directories(
+                target.root() + "/Library/Application Support/Quillmark/VELA/.install-lock");
+        }
         if (row.target == Row::Busy) {
             ASSERT_TRUE(locks.emplace_back(std::make_unique<InstallLock>(target.root()))->isHeld());
         }

@@ -1,6 +1,7 @@
 // The wizard clicked through with real widgets into a temporary target root. Each page is saved
 // for a person to look at (build/screenshots) and checked that no text, Japanese too, is cut off.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QApplication>
 #include <QDir>
@@ -173,8 +174,9 @@ protected:
     }
 
     // A copy of the built installer bundle beside the target root, once `change` has changed it.
-    Bundle bundleCopy(const std::function<void(const std::string&)>& change) const {
-        const std::string path = root.base() + "/VELA-device-Installer.app";
+    Bundle bundleCopy(const std::function<void(const std::string&)>& change,
+                      const std::string& name = "VELA-device-Installer.app") const {
+        const std::string path = root.base() + "/" + name;
         fs::copy(VELA_TEST_BUNDLE_DIR, path, fs::copy_options::recursive);
         change(path);
         return Bundle(path);
@@ -243,13 +245,26 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
           "[INFO] Start InstallStartViewController cancelButtonClicked",
           "[INFO] End InstallStartViewController cancelButtonClicked"},
          "dvc: [InstallationViewController]"},
-        {QStringLiteral("en-failure"), End::CopyFails, undone, "Launch desktop application"},
+        // Refused before anything changes, as the command line refuses it.
+        {QStringLiteral("en-failure"),
+         End::CopyFails,
+         {"[ERROR] code=MSG_E3001, message=the installer bundle is incomplete: no "
+          "VELA-Uninstaller.app",
+          "[INFO] Start InstallFailureViewController closeButtonClicked"},
+         "Undo the installation"},
         {QStringLiteral("ja-failure"), End::CopyFails, undone, "Launch desktop application"},
     };
     const Qt::WindowFlags buttons = Qt::WindowCloseButtonHint | Qt::WindowMinimizeButtonHint;
     const Bundle broken = bundleCopy([](const std::string& bundle) {
-        fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");  // its copy fails
+        // Its copy fails: a FIFO is no file to install.
+        ASSERT_EQ(::mkfifo((bundle + "/Contents/MacOS/VELA-Uninstaller.app/fifo").c_str(), 0644),
+                  0);
     });
+    const Bundle incomplete = bundleCopy(
+        [](const std::string& bundle) {
+            fs::remove_all(bundle + "/Contents/MacOS/VELA-Uninstaller.app");
+        },
+        "Incomplete.app");
     for (const Road& road : roads) {
         SCOPED_TRACE(road.name.toStdString());
         const bool overwrite = &road != &roads[0];  // the others find the first one's installation
@@ -353,7 +368,9 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
                     click(tutorial->closeButton());
                 }
             },
-            road.end == End::CopyFails ? std::optional(broken) : std::nullopt);
+            road.end != End::CopyFails                 ? std::nullopt
+            : road.name == QLatin1String("en-failure") ? std::optional(incomplete)
+                                                       : std::optional(broken));
         EXPECT_EQ(status, 0) << "the application ends";
         const std::vector<std::string> said = roadLog.messages();
         EXPECT_TRUE(inOrder(said, road.said));

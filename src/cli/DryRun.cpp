@@ -6,10 +6,11 @@
 #include "Bundle.h"
 #include "Commands.h"
 #include "Const.h"
-#include "InstallationPlan.h"
+#include "InstallationSteps.h"
 #include "InstallationView.h"
 #include "Log.h"
 #include "Payload.h"
+#include "Repair.h"
 #include "StartSteps.h"
 #include "UnattendedInstall.h"
 #include "platform/CurrentUser.h"
@@ -30,16 +31,28 @@ int DryRun::exec() {
     }
 
     const Bundle& bundle = Bundle::mainBundle();
-    const Payload payload(bundle,
-                          Const::applicationDirectoryPathWithVersion(bundle.shortVersionString()));
+    const std::string generation =
+        Const::applicationDirectoryPathWithVersion(bundle.shortVersionString());
+    const Payload payload(bundle, generation);
     record.bytes = payload.bytes();
     record.files = payload.files();
     std::FILE* out = outcome_.humanOutput();
     std::fprintf(
         out, "Dry run: %s of VELA %s into %s\n", isOverwrite ? "overwrite" : "new installation",
         orNull(Const::getCurrentAppVersion()).c_str(), Const::appBaseDirectoryPath().c_str());
+    // The run repairs a journal left behind first, or refuses to act on it.
+    std::string repair;
+    const Repair::Outcome foreseen = Repair::foresee(repair);
+    std::vector<InstallationSteps::Action> plan;
+    if (foreseen == Repair::Outcome::Repaired) {
+        plan.push_back({"repair", UndoRecord::journalPath(), repair});
+    }
+    const InstallationSteps steps(bundle, isOverwrite, generation);
+    for (const InstallationSteps::Action& action : steps.actions()) {
+        plan.push_back(action);
+    }
     QJsonArray actions;
-    for (const InstallationPlan::Action& action : InstallationPlan(bundle, isOverwrite).actions()) {
+    for (const InstallationSteps::Action& action : plan) {
         std::fprintf(out, "  %s %s (%s)\n", action.action.c_str(), action.path.c_str(),
                      action.detail.c_str());
         actions.append(QJsonObject{
@@ -50,11 +63,13 @@ int DryRun::exec() {
     }
     record.actions = actions;
 
-    const std::string reason = InstallationPlan::foreseenFailure(bundle, payload);
-    if (!reason.empty()) {
-        ILog("Dry run: the installation would fail: %s", reason.c_str());
-        std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, reason.c_str());
-        outcome_.setError(FailureCode::kInstallation, reason);
+    // Exactly the checks the run makes before it changes anything.
+    const std::optional<std::string> reason =
+        foreseen == Repair::Outcome::Refused ? std::optional(repair) : steps.preflight();
+    if (reason) {
+        ILog("Dry run: the installation would fail: %s", reason->c_str());
+        std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, reason->c_str());
+        outcome_.setError(FailureCode::kInstallation, *reason);
         return outcome_.complete("blocked", kExitFailed);
     }
     ILog("Dry run: the installation would go ahead with %d change(s)",

@@ -22,15 +22,6 @@
 
 namespace vela {
 
-namespace {
-
-std::string linkTextNow() {
-    std::error_code ec;
-    return std::filesystem::read_symlink(Const::symbolicLinkPath(), ec).string();
-}
-
-}  // namespace
-
 UnattendedInstall::UnattendedInstall(Outcome& outcome)
     : outcome_(outcome), progress_(stderr, ::isatty(STDERR_FILENO) == 1) {}
 
@@ -52,7 +43,6 @@ int UnattendedInstall::exec() {
     }
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();
-    linkBefore_ = linkTextNow();
     const bool isOverwrite = arrival.isOverwrite;
     record.mode = InstallRecord::modeOf(isOverwrite);
 
@@ -157,8 +147,19 @@ void UnattendedInstall::onRunEnded() {
                      "be cancelled; it ran to its end\n");
     }
     int status = kExitFailed;
-    if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallFailure) {
-        status = kExitFailed;
+    if (const std::optional<std::string>& undo = run_->undoFailure()) {
+        // Never "restored": what is left and where, for the next run or --recover.
+        std::fprintf(stderr,
+                     "vela-device-install: %s; the journal %s keeps the rest for the next run or "
+                     "--recover\n",
+                     undo->c_str(), UndoRecord::journalPath().c_str());
+    } else if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallFailure) {
+        if (run_->record().isPastPointOfNoReturn()) {
+            std::fprintf(stderr,
+                         "vela-device-install: the new version is in place but not complete; the "
+                         "journal %s lets the next run or --recover complete it\n",
+                         UndoRecord::journalPath().c_str());
+        }
     } else if (cancelRequested_) {
         std::fprintf(stderr, "vela-device-install: cancelled; the previous state is restored\n");
         status = kExitCancelled;
@@ -174,14 +175,8 @@ void UnattendedInstall::onRunEnded() {
         outcome_.record().files = payload.files();
         status = kExitInstalled;
     }
-    outcome_.record().undone = status != kExitInstalled && restoredPreviousState();
+    outcome_.record().undone = status != kExitInstalled && run_->isUndone();
     QCoreApplication::exit(status);
-}
-
-bool UnattendedInstall::restoredPreviousState() const {
-    return run_->record().hasRecorded() &&
-           Const::applicationDirectoryPrefixEnumerate() == outcome_.record().previous &&
-           linkTextNow() == linkBefore_;
 }
 
 const char* UnattendedInstall::statusOf(int exit) {

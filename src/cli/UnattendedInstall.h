@@ -57,11 +57,9 @@ private:
     /// Says on standard error what the repair that every run starts with did; false (with the
     /// error recorded) when the run must not go on.
     bool reportRepair(const StartSteps::Arrival& arrival);
-    bool restoredPreviousState() const;
 
     Outcome& outcome_;
     TerminalProgress progress_;
-    std::string linkBefore_;
     std::unique_ptr<InstallationRun> run_;
     std::unique_ptr<SignalPipe> signals_;
     std::optional<Transition> firstTransition_;

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -158,6 +159,12 @@ int main(int argc, char* argv[]) {
         Const::setTargetRoot(dir.canonicalFilePath().toStdString());
     }
     outcome.describeTarget();
+    // Nothing below depends on where the administrator stood, nor fails if that folder has been
+    // removed meanwhile (commands run by a shell would complain in their output).
+    Bundle::mainBundle();
+    if (::chdir("/") != 0) {
+        ELog("cannot change to /: %s", std::strerror(errno));
+    }
     if (Bundle::mainBundle().bundlePath().empty()) {
         std::fprintf(stderr, "vela-device-install: not inside an installer bundle (%s)\n",
                      "Contents/MacOS of VELA-device-Installer.app");

@@ -53,9 +53,14 @@ std::string removalCommand(const std::string& options, const std::string& path) 
     return "rm " + options + " " + shellForm(withoutTrailingSlash(path));
 }
 
-void removeEntryTraced(const char* function, const std::string& path) {
+std::optional<std::string> removeEntryTraced(const char* function, const std::string& path) {
     noteLink(path);
-    executeWithTrace(function, removalCommand("-rf", path));
+    const std::string output = executeWithTrace(function, removalCommand("-rf", path));
+    if (entryKind(path) == EntryKind::Missing) {
+        return std::nullopt;
+    }
+    const std::string reason = trimmingNewlines(output);
+    return "cannot remove " + path + ": " + (reason.empty() ? "it is still there" : reason);
 }
 
 std::string executeForLog(const std::string& commandLine) {

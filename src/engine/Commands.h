@@ -32,8 +32,9 @@ std::string executeRemovalWithTrace(const char* function, const std::string& opt
                                     const std::string& path);
 
 /// Runs the removal of `path` (see removalCommand) with the trace "command execute: <command>"
-/// under `function`'s name; a link there is logged as such (only the link goes).
-void removeEntryTraced(const char* function, const std::string& path);
+/// under `function`'s name; a link there is logged as such (only the link goes). When something
+/// is still there afterwards: "cannot remove <path>: <what rm said>".
+std::optional<std::string> removeEntryTraced(const char* function, const std::string& path);
 
 /// `path` without its trailing slashes ("/" stays).
 std::string withoutTrailingSlash(const std::string& path);

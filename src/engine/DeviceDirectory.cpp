@@ -1,5 +1,8 @@
 #include "DeviceDirectory.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
@@ -7,14 +10,12 @@
 #include "SafeFiles.h"
 #include "ShellForm.h"
 #include "SystemPath.h"
-#include "platform/StatCommand.h"
 
 namespace vela {
 
 bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) const {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
-    const std::string shellPath = shellForm(path);
     const EntryKind kind = entryKind(path);
     if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
         context_.performSegueToInstallFailure(
@@ -43,10 +44,10 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
         ILog("Created directory for configuration of the device license mode: %s", path.c_str());
     }
     DTrace("set root:admin 775 on %s", path.c_str());
-    std::string owner = trimmingNewlines(DTraceExecute(statCommand("%Su", shellPath)));
-    std::string group = trimmingNewlines(DTraceExecute(statCommand("%Sg", shellPath)));
-    std::string mode = trimmingNewlines(DTraceExecute(statCommand("%Sp", shellPath)));
-    std::string access = owner + ":" + group + ":" + mode;
+    // Read back from the descriptor they were set on, not by name through a shell.
+    struct stat info {};
+    const std::string access =
+        ::fstat(directory.get(), &info) == 0 ? accessText(info) : std::strerror(errno);
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
     if (access == "root:admin:drwxrwxr-x") {
         return true;
@@ -58,12 +59,13 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     return false;
 }
 
-void DeviceDirectory::removeDirectoryDeviceLicenseConfig() {
+std::optional<std::string> DeviceDirectory::removeDirectoryDeviceLicenseConfig() {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
     ILog("Remove directory for device license mode: %s", path.c_str());
-    removeEntryTraced(__PRETTY_FUNCTION__, path);
+    std::optional<std::string> failure = removeEntryTraced(__PRETTY_FUNCTION__, path);
     DTrace("end");
+    return failure;
 }
 
 }  // namespace vela

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "InstallationContext.h"
 #include "UndoRecord.h"
 
@@ -14,8 +17,8 @@ public:
     /// and mode on its descriptor and reads them back. It must be a real directory: a link or a
     /// file in its place is refused. False after reporting the failure.
     bool createDirectoryDeviceLicenseConfig(UndoRecord& record) const;
-    /// Removes the directory and everything in it; best effort, not verified.
-    static void removeDirectoryDeviceLicenseConfig();
+    /// Removes the directory and everything in it; why not, when it is still there.
+    static std::optional<std::string> removeDirectoryDeviceLicenseConfig();
 
 private:
     const InstallationContext& context_;

@@ -2,8 +2,6 @@
 
 #include <QThread>
 
-#include <filesystem>
-
 #include "Commands.h"
 #include "Const.h"
 #include "FileCopyUtil.h"
@@ -15,8 +13,6 @@
 #include "SystemPath.h"
 
 namespace vela {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -50,62 +46,66 @@ std::string Finalisation::applicationPattern() {
                      escapedForRegex(application));
 }
 
-void Finalisation::run() const {
+Finalisation::Result Finalisation::run() const {
     DTrace("copied: cancel=%s", context_.cancelWord());
     if (context_.view().isCancelRequested()) {
         DTrace("cancel copied");
-        return;
+        return Result::Cancelled;
     }
-    if (context_.hasFailed()) {
-        rollback_.undoAfterFailure();
-        return;
+    if (context_.failure()) {
+        return Result::Failed;
     }
-    const std::string generation = context_.destDirectoryPath();
-    if (!copyLogModeScripts(generation)) {
-        rollback_.undoAfterFailure();
-        return;
-    }
-    DTraceExecute("chown -R root:admin " + shellForm(generation));
-    if (context_.isOverwrite()) {
-        context_.view().setCancelEnabled(false);
-        if (!terminateDesktopApplication()) {
-            rollback_.undoAfterFailure();
-            return;
-        }
-        // An overwrite keeps the administrator's flag, but only a plain file is one: a link or
-        // anything else planted at its name is replaced, or the tree would not verify.
-        const EntryKind flag = entryKind(Const::getDeviceOfflineFlagFilePath());
-        if (flag != EntryKind::Missing && flag != EntryKind::File &&
-            !offlineFlag_.createDeviceOfflineFlagFile()) {
-            rollback_.undoAfterFailure();
-            return;
-        }
-    } else if (!offlineFlag_.createDeviceOfflineFlagFile()) {
-        rollback_.undoAfterFailure();
-        return;
-    }
-    // From here on the new generation is the only complete one: failures keep it, and a run
-    // killed from here on is finished by the next one, not undone.
-    if (!context_.recordStep(record_, {UndoStep::PointOfNoReturn, {}, {}})) {
-        rollback_.undoAfterFailure();
-        return;
-    }
-    if (!finishPastPointOfNoReturn(context_.isOverwrite())) {
-        return;
+    if (!steps_.take(steps_.finalisation(), context_,
+                     [this](InstallationSteps::Id id) { return apply(id); })) {
+        // From the point of no return on, the new generation is the only complete one: it is
+        // kept, and the journal lets the next run complete what is missing.
+        return record_.isPastPointOfNoReturn() ? Result::Unfinished : Result::Failed;
     }
     ILog("End Installation process");
     context_.performSegue(Segue::kToInstallComplete);
+    return Result::Completed;
 }
 
-bool Finalisation::finishPastPointOfNoReturn(bool isOverwrite) const {
-    if (isOverwrite && !removeOtherGenerations()) {
-        return false;
+bool Finalisation::finishPastPointOfNoReturn() const {
+    return steps_.take(steps_.pastPointOfNoReturn(), context_,
+                       [this](InstallationSteps::Id id) { return apply(id); });
+}
+
+bool Finalisation::apply(InstallationSteps::Id id) const {
+    using Id = InstallationSteps::Id;
+    switch (id) {
+        case Id::LogModeScripts:
+            return copyLogModeScripts(context_.destDirectoryPath());
+        case Id::OwnGeneration:
+            DTraceExecute("chown -R root:admin " + shellForm(context_.destDirectoryPath()));
+            return true;
+        case Id::StopApplication: {
+            context_.view().setCancelEnabled(false);
+            if (!terminateDesktopApplication()) {
+                return false;
+            }
+            // An overwrite keeps the administrator's flag, but only a plain file is one: a link
+            // or anything else planted at its name is replaced, or the tree would not verify.
+            const EntryKind flag = entryKind(Const::getDeviceOfflineFlagFilePath());
+            return flag == EntryKind::Missing || flag == EntryKind::File ||
+                   offlineFlag_.createDeviceOfflineFlagFile();
+        }
+        case Id::OfflineFlag:
+            return offlineFlag_.createDeviceOfflineFlagFile();
+        case Id::PointOfNoReturn:
+            return context_.recordStep(record_, {UndoStep::PointOfNoReturn, {}, {}});
+        case Id::Link:
+            return renewLink();
+        case Id::RemoveOtherGenerations:
+            return removeOtherGenerations();
+        case Id::RemoveOldHelpFile:
+            removeOldHelpFile();
+            return true;
+        case Id::LaunchAgent:
+            return installLaunchAgent();
+        default:
+            return true;  // the preparation's
     }
-    if (!renewLink()) {
-        return false;
-    }
-    removeOldHelpFile();
-    return installLaunchAgent();
 }
 
 bool Finalisation::copyLogModeScripts(const std::string& generation) const {
@@ -164,22 +164,22 @@ bool Finalisation::removeOtherGenerations() const {
 bool Finalisation::renewLink() const {
     ILog("Removing link to applications");
     const std::string link = Const::symbolicLinkPath();
-    std::string output = executeForLog(removalCommand("-rf", link));
-    DTrace("execute: %s", output.c_str());
-    const std::string failure =
-        stringWithFormat("installation failure: link to applications: %s", link.c_str());
-    if (fileExistsAtPath(link)) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation, failure);
+    // Replaced in one rename, never removed first: a failure leaves the previous link whole.
+    // It names the generation as the system booted from the target volume sees it.
+    UniqueFd base;
+    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Applications"), parentOf(link),
+                                            rootOnly(0755), base, nullptr, /*ownExisting=*/false);
+    if (!ec) {
+        ec = replaceWithLink(base.get(), nameOf(link), systemPathOf(context_.destDirectoryPath()));
+    }
+    if (ec) {
+        context_.performSegueToInstallFailure(
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: link to applications: %s (%s)", link.c_str(),
+                             ec.message().c_str()));
         return false;
     }
     ILog("installer removed link to applications: %s", link.c_str());
-    // The link names the generation as the system booted from the target volume sees it.
-    std::error_code ec;
-    fs::create_symlink(systemPathOf(context_.destDirectoryPath()), link, ec);
-    if (ec) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation, failure);
-        return false;
-    }
     ILog("installer created link to applications: %s", link.c_str());
     return true;
 }

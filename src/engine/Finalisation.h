@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InstallationContext.h"
+#include "InstallationSteps.h"
 #include "OfflineFlag.h"
 #include "Rollback.h"
 #include "UndoRecord.h"
@@ -8,31 +9,42 @@
 namespace vela {
 
 /// What happens on the main thread once both bundles are copied: log-mode scripts, ownership,
-/// stopping the running application and removing other generations (overwrite) or the offline
-/// flag (new installation), the link, the old help file, the LaunchAgent file, then the
-/// completion page. Each failure is reported and ends it; before the point of no return the run
-/// is undone, after it the new generation, complete by then, is kept.
+/// stopping the running application (overwrite) or the offline flag (new installation), the
+/// point of no return, the link, other generations removed (overwrite), the old help file, the
+/// LaunchAgent file, then the completion page. The link is switched before anything it pointed
+/// to is removed, so that no failure leaves it naming a removed generation.
 class Finalisation {
 public:
+    enum class Result {
+        Completed,   ///< every step taken; the completion page is on its way
+        Cancelled,   ///< the user cancelled meanwhile: the Cancel's own undo follows
+        Failed,      ///< the copy or a step before the point of no return failed: to be undone
+        Unfinished,  ///< a step past it failed: the journal keeps the rest for the repair
+    };
+
     Finalisation(const InstallationContext& context, const OfflineFlag& offlineFlag,
                  const Rollback& rollback, UndoRecord& record)
-        : context_(context), offlineFlag_(offlineFlag), rollback_(rollback), record_(record) {}
+        : context_(context),
+          offlineFlag_(offlineFlag),
+          rollback_(rollback),
+          record_(record),
+          steps_(context.bundle(), context.isOverwrite(), context.destDirectoryPath()) {}
 
-    /// Main thread. Does nothing when the user has cancelled. After an earlier failure (a copy
-    /// error), or a failure before other generations are touched, it undoes the run instead, so
-    /// that a failed installation loses nothing that was there before.
-    void run() const;
+    /// Main thread. Takes the finalisation's steps in order; stops at the first failure, which
+    /// is reported.
+    Result run() const;
 
-    /// Main thread. The steps past the point of no return (other generations removed in an
-    /// overwrite, the link, the old help file, the LaunchAgent): what a repair finishes for a run
-    /// that was killed after that point. False after reporting a failure.
-    bool finishPastPointOfNoReturn(bool isOverwrite) const;
+    /// Main thread. The steps past the point of no return (the link, then other generations
+    /// removed in an overwrite, the old help file, the LaunchAgent): what a repair finishes for
+    /// a run that was killed after that point. False after reporting a failure.
+    bool finishPastPointOfNoReturn() const;
 
     /// The pattern that pkill and ps match against command lines: any VELA.app on the system
     /// for the root "/", only those started from the target volume's generations otherwise.
     static std::string applicationPattern();
 
 private:
+    bool apply(InstallationSteps::Id id) const;
     bool copyLogModeScripts(const std::string& generation) const;
     bool terminateDesktopApplication() const;
     bool removeOtherGenerations() const;
@@ -44,6 +56,7 @@ private:
     const OfflineFlag& offlineFlag_;
     const Rollback& rollback_;
     UndoRecord& record_;
+    InstallationSteps steps_;
 };
 
 }  // namespace vela

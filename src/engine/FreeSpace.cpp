@@ -44,14 +44,13 @@ std::string FreeSpace::shortfallMessage(const Figures& figures) {
                             static_cast<unsigned long long>(figures.available));
 }
 
-bool FreeSpace::checkBeforeInstallation(const InstallationContext& context) {
-    const Payload payload(context.bundle(), context.destDirectoryPath());
+std::optional<std::string> FreeSpace::check(const Payload& payload) {
     std::optional<Figures> figures = measure(payload);
     if (!figures) {
         // Nothing to measure: the copies report what the volume refuses.
         ILog("Free space check: cannot measure the volume of %s",
              Const::appBaseDirectoryPath().c_str());
-        return true;
+        return std::nullopt;
     }
     ILog(
         "Free space check: %s: %llu bytes available, %llu bytes needed for %llu bytes in %llu "
@@ -61,10 +60,9 @@ bool FreeSpace::checkBeforeInstallation(const InstallationContext& context) {
         static_cast<unsigned long long>(payload.bytes()),
         static_cast<unsigned long long>(payload.files()));
     if (figures->enough()) {
-        return true;
+        return std::nullopt;
     }
-    context.performSegueToInstallFailure(FailureCode::kInstallation, shortfallMessage(*figures));
-    return false;
+    return shortfallMessage(*figures);
 }
 
 }  // namespace vela

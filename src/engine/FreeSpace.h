@@ -26,10 +26,8 @@ public:
     static std::optional<Figures> measure(const Payload& payload);
     /// The failure text: "not enough free space on <volume>: N bytes needed, M bytes available".
     static std::string shortfallMessage(const Figures& figures);
-    /// Main thread, first step of a run: logs the figures; on a shortfall reports
-    /// FailureCode::kInstallation with the numbers through the run's failure path and returns
-    /// false.
-    static bool checkBeforeInstallation(const InstallationContext& context);
+    /// Logs the figures; on a shortfall its message. Checked before a run changes anything.
+    static std::optional<std::string> check(const Payload& payload);
 };
 
 }  // namespace vela

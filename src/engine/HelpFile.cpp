@@ -81,17 +81,25 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
     return true;
 }
 
-void HelpFile::revertHelpFile() {
+std::optional<std::string> HelpFile::revertHelpFile() {
     DTrace("start");
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
     ILog("Remove copied help file of the device license mode: %s", destination.c_str());
-    DTraceExecute(removalCommand("-f", destination));
+    std::string said = DTraceExecute(removalCommand("-f", destination));
+    std::string left = destination;
     if (entryKind(backup) != EntryKind::Missing) {
         ILog("Revert help file of the device license mode: %s", destination.c_str());
-        DTraceExecute("mv -f " + shellForm(backup) + " " + shellForm(destination));
+        said = DTraceExecute("mv -f " + shellForm(backup) + " " + shellForm(destination));
+        left = backup;
     }
     DTrace("end");
+    if (entryKind(left) == EntryKind::Missing) {
+        return std::nullopt;
+    }
+    said = trimmingNewlines(said);
+    return "cannot revert the help file " + left + ": " +
+           (said.empty() ? "it is still there" : said);
 }
 
 }  // namespace vela

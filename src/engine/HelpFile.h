@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "InstallationContext.h"
@@ -18,8 +19,9 @@ public:
     /// first unless `record` already removes the whole directory on undo. False after reporting
     /// the failure.
     bool copyHelpFile(UndoRecord& record) const;
-    /// Removes the copied file and moves the backup back, if there is one. Best effort.
-    static void revertHelpFile();
+    /// Removes the copied file and moves the backup back, if there is one; why not, when the
+    /// backup is still there afterwards (or, without one, the copied file).
+    static std::optional<std::string> revertHelpFile();
 
     static std::string destinationPath();
     static std::string backupPath();

@@ -7,7 +7,7 @@
 
 namespace vela {
 
-InstallationContext::InstallationContext(InstallationView& view, const Bundle& bundle,
+InstallationContext::InstallationContext(InstallationView* view, const Bundle& bundle,
                                          bool isOverwrite, QObject* mainContext,
                                          const std::optional<std::string>& version)
     : view_(view),
@@ -23,7 +23,12 @@ InstallationContext::InstallationContext(InstallationView& view, const Bundle& b
 void InstallationContext::performSegueToInstallFailure(const std::string& code,
                                                        const std::string& message) const {
     ELog("code=%s, message=%s", code.c_str(), message.c_str());
-    failed_ = true;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!failure_) {
+            failure_ = message;
+        }
+    }
     post(Transition{Segue::kToInstallFailure, code, message});
 }
 
@@ -37,12 +42,20 @@ bool InstallationContext::recordStep(UndoRecord& record, UndoEntry entry) const 
     return false;
 }
 
+std::optional<std::string> InstallationContext::failure() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return failure_;
+}
+
 void InstallationContext::performSegue(const std::string& identifier) const {
     post(Transition{identifier, {}, {}});
 }
 
 void InstallationContext::post(Transition transition) const {
-    InstallationView* view = &view_;
+    InstallationView* view = view_;
+    if (view == nullptr) {
+        return;
+    }
     if (mainContext_ == nullptr) {
         view->performSegue(transition);
         return;

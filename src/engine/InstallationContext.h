@@ -2,7 +2,7 @@
 
 #include <QObject>
 
-#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -16,14 +16,16 @@ namespace vela {
 /// directory, help file, offline flag, finalisation, rollback). Lives on the main thread.
 class InstallationContext {
 public:
-    /// `mainContext` none: reports go to the view at once (a repair, outside any event loop).
+    /// `view` none: a repair, which has no page; its failure is only kept as a value.
+    /// `mainContext` none: reports go to the view at once (outside any event loop).
     /// `version` names the generation when it is not the bundle's own (a repair of a run of
     /// another installer).
-    InstallationContext(InstallationView& view, const Bundle& bundle, bool isOverwrite,
+    InstallationContext(InstallationView* view, const Bundle& bundle, bool isOverwrite,
                         QObject* mainContext,
                         const std::optional<std::string>& version = std::nullopt);
 
-    InstallationView& view() const { return view_; }
+    /// The run's page; only a run that has one asks for it.
+    InstallationView& view() const { return *view_; }
     const Bundle& bundle() const { return bundle_; }
     QObject* mainContext() const { return mainContext_; }
     bool isOverwrite() const { return isOverwrite_; }
@@ -33,14 +35,18 @@ public:
     /// Where the same-version generation is moved aside: the generation's path with ".old".
     const std::string& destOldDirectoryPath() const { return destOldDirectoryPath_; }
 
-    /// Whether a failure has been reported in this run. Any thread.
-    bool hasFailed() const { return failed_; }
+    /// The message of the first failure reported in this run, none while there is none. Any
+    /// thread.
+    std::optional<std::string> failure() const;
 
     /// "YES" once the user asked to cancel, else "NO" (for trace lines).
-    const char* cancelWord() const { return view_.isCancelRequested() ? "YES" : "NO"; }
+    const char* cancelWord() const {
+        return view_ != nullptr && view_->isCancelRequested() ? "YES" : "NO";
+    }
 
-    /// Any thread. Logs "code=..., message=..." at ERROR and moves to the failure page on the
-    /// main thread. Callers stop (or, where the run deliberately goes on, go on) themselves.
+    /// Any thread. Logs "code=..., message=..." at ERROR, keeps the first message as the run's
+    /// failure and moves to the failure page on the main thread. Callers stop (or, where the run
+    /// deliberately goes on, go on) themselves.
     void performSegueToInstallFailure(const std::string& code, const std::string& message) const;
     /// Main thread. Records `entry` in `record` before its step is taken; when the journal cannot
     /// be written, reports the failure and returns false: the step must not be taken.
@@ -51,13 +57,14 @@ public:
 private:
     void post(Transition transition) const;
 
-    InstallationView& view_;
+    InstallationView* view_;
     const Bundle& bundle_;
     bool isOverwrite_;
     QObject* mainContext_;
     std::string destDirectoryPath_;
     std::string destOldDirectoryPath_;
-    mutable std::atomic<bool> failed_{false};
+    mutable std::mutex mutex_;
+    mutable std::optional<std::string> failure_;
 };
 
 }  // namespace vela

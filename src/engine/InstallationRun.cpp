@@ -2,10 +2,8 @@
 
 #include <filesystem>
 
-#include "BundleCheck.h"
 #include "Commands.h"
 #include "Const.h"
-#include "FreeSpace.h"
 #include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
@@ -31,7 +29,8 @@ bool endsWith(const std::string& text, const std::string& suffix) {
 
 InstallationRun::InstallationRun(InstallationView& view, const Bundle& bundle, bool isOverwrite,
                                  std::function<void()> runEnded)
-    : context_(view, bundle, isOverwrite, this),
+    : context_(&view, bundle, isOverwrite, this),
+      steps_(bundle, isOverwrite, context_.destDirectoryPath()),
       fileCopyUtil_(this),
       deviceDirectory_(context_),
       helpFile_(context_),
@@ -56,27 +55,17 @@ void InstallationRun::start() {
     started_ = true;
     DTrace("start");
     ILog("Start Installation process");
-    if (std::optional<std::string> defect = BundleCheck::defect(context_.bundle())) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation, *defect);
-        endRun();
-        return;
-    }
-    if (!FreeSpace::checkBeforeInstallation(context_)) {
+    // Every step's check before any step changes anything: what would fail on this target
+    // fails now, with nothing to undo.
+    if (std::optional<std::string> failure = steps_.preflight()) {
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, *failure);
         endRun();
         return;
     }
     isAppCopyFinished_ = false;
     record_.begin(context_.isOverwrite(), orNull(context_.bundle().shortVersionString()));
-    if (context_.isOverwrite()) {
-        if (!moveSameVersionAside()) {
-            failAndUndo();
-            return;
-        }
-    } else {
-        removeStaleUserConfiguration();
-    }
-    if (!deviceDirectory_.createDirectoryDeviceLicenseConfig(record_) ||
-        !helpFile_.copyHelpFile(record_) || !prepareGeneration()) {
+    if (!steps_.take(steps_.preparation(), context_,
+                     [this](InstallationSteps::Id id) { return apply(id); })) {
         failAndUndo();
         return;
     }
@@ -91,9 +80,30 @@ void InstallationRun::start() {
     DTrace("end");
 }
 
+bool InstallationRun::apply(InstallationSteps::Id id) {
+    using Id = InstallationSteps::Id;
+    switch (id) {
+        case Id::RemoveMovedAside:
+            return removeMovedAside();
+        case Id::MoveAside:
+            return moveSameVersionAside();
+        case Id::RemoveUserConfiguration:
+            removeStaleUserConfiguration();
+            return true;
+        case Id::DeviceDirectory:
+            return deviceDirectory_.createDirectoryDeviceLicenseConfig(record_);
+        case Id::HelpFile:
+            return helpFile_.copyHelpFile(record_);
+        case Id::Generation:
+            return prepareGeneration();
+        default:
+            return true;  // the finalisation's
+    }
+}
+
 void InstallationRun::failAndUndo() {
     context_.view().showUndoing(true);
-    rollback_.undoAfterFailure();
+    undoFailure_ = rollback_.undoAfterFailure();
     context_.view().showUndoing(false);
     endRun();
 }
@@ -127,15 +137,14 @@ bool InstallationRun::prepareGeneration() {
     return true;
 }
 
-bool InstallationRun::moveSameVersionAside() {
+bool InstallationRun::removeMovedAside() {
     ILog("Generation rename processing ");
     for (const std::string& name : Const::applicationDirectoryPrefixEnumerate()) {
         std::string path = Const::appBaseDirectoryPath() + "/" + name;
         if (!endsWith(path, Const::kDestinationDirectorySuffix)) {
             continue;
         }
-        DTraceRemoval("-rf", path);
-        if (entryKind(path) != EntryKind::Missing) {
+        if (removeEntryTraced(__PRETTY_FUNCTION__, path)) {
             context_.performSegueToInstallFailure(
                 FailureCode::kInstallation,
                 stringWithFormat("removed failure: old moved folder: %s", path.c_str()));
@@ -143,6 +152,10 @@ bool InstallationRun::moveSameVersionAside() {
         }
         ILog("removed old moved folder: %s", path.c_str());
     }
+    return true;
+}
+
+bool InstallationRun::moveSameVersionAside() {
     ILog("Rename the app generation folder for that version ");
     const std::string& destination = context_.destDirectoryPath();
     ILog("destOldDirectoryPath: %s", context_.destOldDirectoryPath().c_str());
@@ -155,9 +168,13 @@ bool InstallationRun::moveSameVersionAside() {
                                        systemPathOf(context_.destOldDirectoryPath())})) {
         return false;
     }
-    // A failed move has been reported inside; nothing is copied over the previous generation.
-    rollback_.renameDirectoryAtPath(destination, context_.destOldDirectoryPath());
-    return !context_.hasFailed();
+    // Nothing is copied over the previous generation when it could not be moved.
+    if (std::optional<std::string> failure =
+            rollback_.renameDirectoryAtPath(destination, context_.destOldDirectoryPath())) {
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, *failure);
+        return false;
+    }
+    return true;
 }
 
 void InstallationRun::removeStaleUserConfiguration() const {
@@ -190,8 +207,8 @@ void InstallationRun::cancelButtonClicked() {
         return;
     }
     cancelled_ = true;
-    rollback_.cancelButtonClicked();
-    record_.finish();
+    undoFailure_ = rollback_.cancelButtonClicked();
+    finishRecord();
 }
 
 void InstallationRun::setCopyProgress(float fraction) {
@@ -209,6 +226,7 @@ void InstallationRun::didFinishedCopyWithError(std::error_code error) {
         DTrace("checking destination to copy in progress with cancel: %s", destination.c_str());
         if (fileExistsAtPath(destination)) {
             DTrace("remove destination to copy in progress with cancel: %s", destination.c_str());
+            // Stays in the journal should it fail: the Cancel's undo says so.
             DTraceExecute(removalCommand("-rf", destination));
         }
         DTrace("end: cancel=%s", context_.cancelWord());
@@ -227,7 +245,11 @@ void InstallationRun::didFinishedCopyWithError(std::error_code error) {
     if (isAppCopyFinished_) {
         DTrace("copied all modules");
         runOnMainQueue(this, [this] {
-            finalisation_.run();
+            const Finalisation::Result result = finalisation_.run();
+            completed_ = result == Finalisation::Result::Completed;
+            if (result == Finalisation::Result::Failed) {
+                failAndUndo();
+            }
             endRun();
         });
     } else {
@@ -257,9 +279,22 @@ void InstallationRun::endRun() {
         return;
     }
     ended_ = true;
-    record_.finish();
+    finishRecord();
     if (runEnded_) {
         runOnMainQueue(this, runEnded_);
+    }
+}
+
+void InstallationRun::finishRecord() {
+    // The journal goes once nothing of the run is left to undo or to complete: a failed undo
+    // and a failure past the point of no return keep it for the next run or --recover.
+    if (completed_ || record_.entries().empty()) {
+        record_.finish();
+    } else if (!journalKeptSaid_) {
+        journalKeptSaid_ = true;
+        ELog("The journal %s keeps what is left of this run: the next run or --recover %s it",
+             UndoRecord::journalPath().c_str(),
+             record_.isPastPointOfNoReturn() ? "completes" : "undoes");
     }
 }
 

@@ -10,6 +10,7 @@
 #include "Finalisation.h"
 #include "HelpFile.h"
 #include "InstallationContext.h"
+#include "InstallationSteps.h"
 #include "OfflineFlag.h"
 #include "Rollback.h"
 #include "UndoRecord.h"
@@ -42,20 +43,30 @@ public:
     float progress() const { return progress_; }
     const InstallationContext& context() const { return context_; }
     const UndoRecord& record() const { return record_; }
+    /// Why the undo of a cancelled or failed run stopped short (the journal keeps the rest).
+    const std::optional<std::string>& undoFailure() const { return undoFailure_; }
+    /// Whether the run changed the target and put everything back.
+    bool isUndone() const {
+        return record_.hasRecorded() && !completed_ && !undoFailure_ && record_.entries().empty();
+    }
 
     /// The copier's reports: progress on the main thread, the end of a copy on its thread.
     void setCopyProgress(float fraction) override;
     void didFinishedCopyWithError(std::error_code error) override;
 
 private:
+    bool apply(InstallationSteps::Id id);
+    bool removeMovedAside();
     bool moveSameVersionAside();
     bool prepareGeneration();
     void failAndUndo();
     void removeStaleUserConfiguration() const;
     void copyUninstaller();
     void endRun();
+    void finishRecord();
 
     InstallationContext context_;
+    InstallationSteps steps_;
     FileCopyUtil fileCopyUtil_;
     DeviceDirectory deviceDirectory_;
     HelpFile helpFile_;
@@ -68,6 +79,9 @@ private:
     bool started_ = false;
     bool cancelled_ = false;
     bool ended_ = false;
+    bool completed_ = false;
+    bool journalKeptSaid_ = false;
+    std::optional<std::string> undoFailure_;
     float progress_ = 0;
 };
 

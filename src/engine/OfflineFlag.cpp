@@ -2,6 +2,10 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include "Commands.h"
 #include "Const.h"
@@ -9,7 +13,6 @@
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
-#include "platform/StatCommand.h"
 
 namespace vela {
 
@@ -39,7 +42,6 @@ std::error_code touchFlag(int directory, const std::string& name, UniqueFd& out)
 bool OfflineFlag::createDeviceOfflineFlagFile() const {
     DTrace("start");
     const std::string path = Const::getDeviceOfflineFlagFilePath();
-    const std::string shellPath = shellForm(path);
     UniqueFd directory;
     UniqueFd flag;
     std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(path),
@@ -56,8 +58,10 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
         return false;
     }
     DTrace("set root:admin 664 on %s", path.c_str());
-    // One stat for all three fields here, unlike the device directory's three separate reads.
-    std::string access = trimmingNewlines(DTraceExecute(statCommand("%Su:%Sg:%Sp", shellPath)));
+    // Read back from the descriptor they were set on, not by name through a shell.
+    struct stat info {};
+    const std::string access =
+        ::fstat(flag.get(), &info) == 0 ? accessText(info) : std::strerror(errno);
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
     if (access == "root:admin:-rw-rw-r--") {
         ILog("Created completely offline flag file for the device license mode: %s", path.c_str());

@@ -16,46 +16,44 @@
 
 namespace vela {
 
-namespace {
-
-// A repair has no page: it keeps the first failure it is told of.
-class RepairView : public InstallationView {
-public:
-    bool isCancelRequested() const override { return false; }
-    void setCancelEnabled(bool) override {}
-    void showProgress(float) override {}
-    void performSegue(const Transition& transition) override {
-        if (transition.identifier == Segue::kToInstallFailure && failure.empty()) {
-            failure = transition.message;
-        }
+Repair::Outcome Repair::find(std::optional<UndoRecord>& record, std::string& message, bool tidy) {
+    std::string problem;
+    record = UndoRecord::load(problem, tidy);
+    if (record) {
+        message = std::string(record->isPastPointOfNoReturn() ? "complete" : "undo") +
+                  " the interrupted installation of " +
+                  Const::applicationDirectoryPathWithVersion(record->version());
+        return Outcome::Repaired;
     }
-    void terminate() override {}
+    // A journal that is not ours to read: the run will say what is wrong.
+    if (problem.empty() ||
+        (::geteuid() != 0 && problem.find("Permission denied") != std::string::npos)) {
+        message = "nothing to repair";
+        return Outcome::Nothing;
+    }
+    message = "the journal of an earlier installation is not acted on: " + problem;
+    return Outcome::Refused;
+}
 
-    std::string failure;
-};
-
-}  // namespace
+Repair::Outcome Repair::foresee(std::string& message) {
+    std::optional<UndoRecord> record;
+    return find(record, message, /*tidy=*/false);
+}
 
 Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& message) {
     // Files a killed run was writing beside their names are never renamed into place.
     for (const std::string& path :
-         {HelpFile::destinationPath(), Const::applicationLaunchAgentPlistPath()}) {
+         {HelpFile::destinationPath(), Const::applicationLaunchAgentPlistPath(),
+          Const::symbolicLinkPath()}) {
         removeTemporariesOf(path);
     }
-    std::string problem;
-    std::optional<UndoRecord> record = UndoRecord::load(problem);
-    if (!record) {
-        if (problem.empty()) {
-            message = "nothing to repair";
-            return Outcome::Nothing;
+    std::optional<UndoRecord> record;
+    const Outcome found = find(record, message, /*tidy=*/true);
+    if (found != Outcome::Repaired) {
+        if (found == Outcome::Refused) {
+            ELog("%s", message.c_str());
         }
-        if (::geteuid() != 0 && problem.find("Permission denied") != std::string::npos) {
-            message = "nothing to repair";  // not ours to read; the run will say what is wrong
-            return Outcome::Nothing;
-        }
-        message = "the journal of an earlier installation is not acted on: " + problem;
-        ELog("%s", message.c_str());
-        return Outcome::Refused;
+        return found;
     }
     const std::string journal = UndoRecord::journalPath();
     ILog(
@@ -64,22 +62,25 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
         journal.c_str(), record->isOverwrite() ? "overwrite" : "new installation",
         record->version().c_str(), static_cast<int>(record->entries().size()));
     const bool finishing = record->isPastPointOfNoReturn();
-    RepairView view;
-    InstallationContext context(view, bundle, record->isOverwrite(), nullptr, record->version());
+    // No page: failures come back as values.
+    InstallationContext context(nullptr, bundle, record->isOverwrite(), nullptr, record->version());
     FileCopyUtil copier(nullptr);
     Rollback rollback(context, copier, *record);
+    std::optional<std::string> failure;
     if (finishing) {
         ILog("Completing the installation of %s, killed past its point of no return",
              context.destDirectoryPath().c_str());
         OfflineFlag offlineFlag(context);
         Finalisation finalisation(context, offlineFlag, rollback, *record);
-        finalisation.finishPastPointOfNoReturn(record->isOverwrite());
+        if (!finalisation.finishPastPointOfNoReturn()) {
+            failure = context.failure();
+        }
     } else {
         ILog("Undoing the installation that was killed: %s", context.destDirectoryPath().c_str());
-        rollback.undoRecorded(false);
+        failure = rollback.undoRecorded(false);
     }
-    if (!view.failure.empty()) {
-        message = "the repair failed: " + view.failure + "; the journal " + journal +
+    if (failure) {
+        message = "the repair failed: " + *failure + "; the journal " + journal +
                   " records what is left and is tried again by the next run";
         ELog("%s", message.c_str());
         return Outcome::Failed;

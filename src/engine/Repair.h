@@ -2,7 +2,10 @@
 
 #include <string>
 
+#include <optional>
+
 #include "Bundle.h"
+#include "UndoRecord.h"
 
 namespace vela {
 
@@ -21,6 +24,13 @@ public:
     /// Looks for a journal and repairs what it records, logging what it found and did.
     /// `message` says what happened (what is left and where, for a failure).
     static Outcome repairInterruptedRun(const Bundle& bundle, std::string& message);
+
+    /// What repairInterruptedRun() would do, changing nothing: Nothing, Refused (`message` the
+    /// refusal) or Repaired (`message` "undo the interrupted installation of <generation>").
+    static Outcome foresee(std::string& message);
+
+private:
+    static Outcome find(std::optional<UndoRecord>& record, std::string& message, bool tidy);
 };
 
 }  // namespace vela

@@ -14,7 +14,7 @@
 
 namespace vela {
 
-void Rollback::cancelButtonClicked() const {
+std::optional<std::string> Rollback::cancelButtonClicked() const {
     ILog("Start InstallationViewController cancelButtonClicked");
     context_.view().setCancelEnabled(false);
     DTrace("start: cancel=%s", context_.cancelWord());
@@ -22,25 +22,35 @@ void Rollback::cancelButtonClicked() const {
     // The copy must have ended before anything is restored under the generation's name, or it
     // would go on writing into (and its completion would then remove) the restored generation.
     copier_.stopAndWait();
-    undoRecorded(true);
+    std::optional<std::string> failure = undoRecorded(true);
     DTrace("end: cancel=%s", context_.cancelWord());
     ILog("End InstallationViewController cancelButtonClicked");
+    if (failure) {
+        context_.performSegueToInstallFailure(FailureCode::kInstallation, *failure);
+        return failure;
+    }
     InstallationView* view = &context_.view();
     runOnMainQueue(context_.mainContext(), [view] { view->terminate(); });
+    return std::nullopt;
 }
 
-void Rollback::undoAfterFailure() const {
+std::optional<std::string> Rollback::undoAfterFailure() const {
     DTrace("start");
+    std::optional<std::string> failure;
     if (!record_.isPastPointOfNoReturn()) {
         ILog("Undo the installation after a failure");
-        undoRecorded(false);
+        failure = undoRecorded(false);
+        if (failure) {
+            ELog("%s", failure->c_str());
+        }
     }
     DTrace("end");
+    return failure;
 }
 
-void Rollback::undoRecorded(bool cancelRoad) const {
+std::optional<std::string> Rollback::undoRecorded(bool cancelRoad) const {
     if (record_.isPastPointOfNoReturn()) {
-        return;  // finished, never undone
+        return std::nullopt;  // finished, never undone
     }
     bool announced = !cancelRoad;
     auto announce = [this, &announced] {
@@ -56,7 +66,9 @@ void Rollback::undoRecorded(bool cancelRoad) const {
         if (entry.step != UndoStep::CopyStarted) {
             announce();
         }
-        undo(entry);
+        if (std::optional<std::string> failure = undo(entry)) {
+            return "the undo failed: " + *failure;
+        }
         record_.dropLast();
     }
     announce();
@@ -71,59 +83,61 @@ void Rollback::undoRecorded(bool cancelRoad) const {
         DTrace("cancelation: removing link");
         DTrace("cancelation: removing LaunchControl file");
     }
+    return std::nullopt;
 }
 
-void Rollback::undo(const UndoEntry& entry) const {
+std::optional<std::string> Rollback::undo(const UndoEntry& entry) const {
     const std::string path = Const::underTargetRoot(entry.path);
     switch (entry.step) {
         case UndoStep::CopyStarted:
             ILog("Remove application module: %s", path.c_str());
-            removeEntryTraced(__PRETTY_FUNCTION__, path);
-            break;
+            return removeEntryTraced(__PRETTY_FUNCTION__, path);
         case UndoStep::MovedAside:
-            renameDirectoryAtPath(Const::underTargetRoot(entry.backup), path);
-            break;
+            return renameDirectoryAtPath(Const::underTargetRoot(entry.backup), path);
         case UndoStep::HelpFileReplaced:
             // A previous file that is no longer at its backup was never moved there, or has been
             // put back already: the file at the name is that previous one and stays.
             if (entry.backup.empty() ||
                 entryKind(Const::underTargetRoot(entry.backup)) != EntryKind::Missing) {
-                HelpFile::revertHelpFile();
+                return HelpFile::revertHelpFile();
             }
-            break;
+            return std::nullopt;
         case UndoStep::DeviceDirectoryCreated:
-            DeviceDirectory::removeDirectoryDeviceLicenseConfig();
-            break;
+            return DeviceDirectory::removeDirectoryDeviceLicenseConfig();
         case UndoStep::PointOfNoReturn:
-            break;
+            return std::nullopt;
     }
+    return std::nullopt;
 }
 
-void Rollback::renameDirectoryAtPath(const std::string& source, const std::string& target) const {
+std::optional<std::string> Rollback::renameDirectoryAtPath(const std::string& source,
+                                                           const std::string& target) const {
     DTrace("start: src: [%s]: dst: [%s]", source.c_str(), target.c_str());
+    std::optional<std::string> failure;
     // Only a real directory of the installer's own moves: a link planted under the source's
     // name is not ours, nor is anything a crafted name could reach outside the generations.
     if (isInstallerPath(source) && isInstallerPath(target) &&
         entryKind(source) == EntryKind::Directory) {
-        removeEntryTraced(__PRETTY_FUNCTION__, target);
-        if (entryKind(target) != EntryKind::Missing) {
+        // A target that survives its clean is never moved into: mv would put the source inside
+        // it and the move would look done.
+        if (removeEntryTraced(__PRETTY_FUNCTION__, target)) {
             ILog("failure to clean : %s", target.c_str());
-            context_.performSegueToInstallFailure(
-                FailureCode::kInstallation, stringWithFormat("rename failure: %s", target.c_str()));
+            failure = stringWithFormat("rename failure: %s", target.c_str());
         } else {
             ILog("installer clean : %s", target.c_str());
-        }
-        DTraceExecute("mv " + shellForm(withoutTrailingSlash(source)) + " " +
-                      shellForm(withoutTrailingSlash(target)));
-        if (entryKind(target) == EntryKind::Directory) {
-            ILog("installer rename : %s to %s", source.c_str(), target.c_str());
-        } else {
-            ILog("failure to rename : %s to %s", source.c_str(), target.c_str());
-            context_.performSegueToInstallFailure(
-                FailureCode::kInstallation, stringWithFormat("rename failure: %s", target.c_str()));
+            DTraceExecute("mv " + shellForm(withoutTrailingSlash(source)) + " " +
+                          shellForm(withoutTrailingSlash(target)));
+            if (entryKind(target) == EntryKind::Directory &&
+                entryKind(source) == EntryKind::Missing) {
+                ILog("installer rename : %s to %s", source.c_str(), target.c_str());
+            } else {
+                ILog("failure to rename : %s to %s", source.c_str(), target.c_str());
+                failure = stringWithFormat("rename failure: %s", target.c_str());
+            }
         }
     }
     DTrace("end");
+    return failure;
 }
 
 }  // namespace vela

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -126,6 +127,23 @@ std::error_code readChunks(int fd, Sink sink) {
 }
 
 }  // namespace
+
+std::string accessText(const struct stat& info) {
+    const struct passwd* user = ::getpwuid(info.st_uid);
+    const struct group* group = ::getgrgid(info.st_gid);
+    std::string text =
+        (user != nullptr ? std::string(user->pw_name) : std::to_string(info.st_uid)) + ":" +
+        (group != nullptr ? std::string(group->gr_name) : std::to_string(info.st_gid)) + ":";
+    text += S_ISDIR(info.st_mode)   ? 'd'
+            : S_ISLNK(info.st_mode) ? 'l'
+            : S_ISREG(info.st_mode) ? '-'
+                                    : '?';
+    const char* letters = "rwxrwxrwx";
+    for (int bit = 0; bit < 9; ++bit) {
+        text += (info.st_mode & (0400u >> bit)) != 0 ? letters[bit] : '-';
+    }
+    return text;
+}
 
 UniqueFd::~UniqueFd() {
     if (fd_ >= 0) {
@@ -282,6 +300,19 @@ void removeTemporariesOf(const std::string& path) {
             ::unlinkat(directory.get(), name.c_str(), 0);
         }
     }
+}
+
+std::error_code replaceWithLink(int dirFd, const std::string& name, const std::string& text) {
+    const std::string temporary = temporaryName(name);
+    if (::symlinkat(text.c_str(), dirFd, temporary.c_str()) != 0) {
+        return lastError();
+    }
+    if (::renameat(dirFd, temporary.c_str(), dirFd, name.c_str()) != 0) {
+        const std::error_code ec = lastError();
+        ::unlinkat(dirFd, temporary.c_str(), 0);
+        return ec;
+    }
+    return ::fsync(dirFd) == 0 ? std::error_code() : lastError();
 }
 
 std::error_code writeFileAtomically(int dirFd, const std::string& name, const std::string& contents,

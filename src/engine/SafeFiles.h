@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
@@ -31,6 +32,10 @@ enum class EntryKind { Missing, Directory, Link, File, Other };
 EntryKind entryKind(const std::string& path);
 const char* entryKindName(EntryKind kind);
 
+/// "owner:group:mode" as an administrator reads them in a listing ("root:admin:drwxrwxr-x"),
+/// from what fstat said of a descriptor.
+std::string accessText(const struct stat& info);
+
 /// Owner and mode that the installer gives to what it creates.
 struct Ownership {
     uid_t owner;
@@ -61,6 +66,11 @@ std::error_code createFileAfresh(int dirFd, const std::string& name, const Owner
 /// never a part: a temporary file beside it, synced, renamed over the name, directory synced.
 std::error_code writeFileAtomically(int dirFd, const std::string& name, const std::string& contents,
                                     const Ownership& ownership);
+
+/// Points the link `name` in `dirFd` at `text` in one step, so that the name never lacks a link:
+/// a link made beside it, renamed over it, the directory synced (its failure is the call's). A
+/// folder at the name is never replaced (EISDIR).
+std::error_code replaceWithLink(int dirFd, const std::string& name, const std::string& text);
 
 /// Removes what a writer killed half-way left beside `path`: the temporary files that were never
 /// renamed into place.

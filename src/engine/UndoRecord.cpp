@@ -242,11 +242,13 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
     return record;
 }
 
-std::optional<UndoRecord> UndoRecord::load(std::string& problem) {
+std::optional<UndoRecord> UndoRecord::load(std::string& problem, bool tidy) {
     problem.clear();
     // A run killed while it wrote its journal leaves the new text beside it, never renamed into
     // place: nothing to act on, only to clear away.
-    removeTemporariesOf(journalPath());
+    if (tidy) {
+        removeTemporariesOf(journalPath());
+    }
     const std::string path = journalPath();
     if (entryKind(path) == EntryKind::Missing) {
         return std::nullopt;

@@ -55,7 +55,8 @@ public:
     /// Reads the journal of the current target root. Nothing there: none and `problem` empty.
     /// A journal that cannot be read, or that names anything but the installer's own paths, is
     /// never acted on: none, with `problem` saying why.
-    static std::optional<UndoRecord> load(std::string& problem);
+    /// `tidy` false (a dry run): temporaries a killed writer left are left too.
+    static std::optional<UndoRecord> load(std::string& problem, bool tidy = true);
 
     /// Text of the journal (for its file) and back.
     std::string serialise() const;

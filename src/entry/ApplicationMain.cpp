@@ -9,6 +9,7 @@
 
 #include "AlertUtil.h"
 #include "AppDelegate.h"
+#include "Bundle.h"
 #include "Const.h"
 #include "InstallLock.h"
 #include "Installation/InstallationViewController.h"
@@ -42,6 +43,13 @@ int applicationMain(int& argc, char** argv) {
         },
         "VELA-device-Installer: the installation cannot be cancelled at this point; it goes on\n");
     useTranslationFor(QLocale::system());
+    // Paths are settled first; then nothing depends on where the administrator stood, nor fails
+    // if that folder has been removed meanwhile.
+    Const::targetRoot();
+    Bundle::mainBundle();
+    if (::chdir("/") != 0) {
+        WLog("cannot change to /");
+    }
 
     // Said as what it is: otherwise the lock below fails and blames another installer.
     std::error_code missing;

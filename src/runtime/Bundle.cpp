@@ -101,7 +101,9 @@ std::map<std::string, std::string> readStringsOfInfoPlist(const std::string& fil
 
 std::string locateMainBundle() {
     if (const char* env = std::getenv("VELA_MAIN_BUNDLE"); env && *env) {
-        return env;
+        std::error_code ec;
+        const fs::path absolute = fs::absolute(env, ec);
+        return ec ? std::string(env) : absolute.string();
     }
     fs::path exe = executablePath();
     fs::path macos = exe.parent_path();

@@ -94,15 +94,74 @@ TEST_F(Cancel, DuringEitherCopyRestoresTheTreeBeforeTheRun) {
         EXPECT_FALSE(log.contains("End Installation process"));
         EXPECT_EQ(countOf(log.messages(), "Device Installer module starting"), 1);
     }
-    // A reader that goes away (a closed terminal, `| head`) is no reason to stop: the rest of
-    // the output is dropped and the run installs.
-    const RunResult piped = run({"/bin/bash", "-c",
-                                 "\"$0\" --target \"$1\" 2>&1 | head -c1 >/dev/null\n"
-                                 "exit ${PIPESTATUS[0]}",
-                                 VELA_TEST_CLI, root.root()},
-                                environment());
+    // A reader that goes away (a closed terminal, `| head`) is no reason to stop, nor is a
+    // working folder removed meanwhile: the rest of the output is dropped and the run installs.
+    const RunResult piped =
+        run({"/bin/bash", "-c",
+             "mkdir \"$2/gone\" && cd \"$2/gone\" && rmdir \"$2/gone\" || exit 99\n"
+             "\"$0\" --target \"$1\" 2>&1 | head -c1 >/dev/null\n"
+             "exit ${PIPESTATUS[0]}",
+             VELA_TEST_CLI, root.root(), root.base()},
+            environment());
     EXPECT_EQ(piped.status, 0) << piped.err;
     EXPECT_TRUE(exists(generation() + "/VELA.app"));
+}
+
+// An undo that fails is said, never "restored": the journal keeps what is left, a repair fails
+// alike while the obstacle stays, and puts the previous installation back once it has gone. A
+// failure past the point of no return leaves the new version linked and the journal to complete
+// it.
+TEST_F(Cancel, AnUndoThatFailsIsSaidAndTheJournalKeepsTheRest) {
+    const std::string journal =
+        root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
+    const auto immutable = [](const std::string& path, bool on) {
+        ASSERT_EQ(::system(("chattr " + std::string(on ? "+i '" : "-i '") + path + "'").c_str()),
+                  0);
+    };
+    installPreviousGeneration();
+    const std::string before = snapshotTree(root.at("/Applications"));
+    growPayload("VELA.app", kBigPayload, 64);
+    auto cli = startInstall({"--json"});
+    ASSERT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/VELA.app to "));
+    const std::string stuck = generation() + "/stuck";
+    writeFile(stuck, "");
+    immutable(stuck, true);
+    cli->signal(SIGTERM);
+    EXPECT_EQ(cli->wait(), 1) << cli->err();
+    EXPECT_EQ(field(recordOf(cli->out(), 1), "undone"), "false");
+    EXPECT_NE(cli->err().find("the undo failed: cannot remove " + generation()), std::string::npos)
+        << cli->err();
+    EXPECT_EQ(cli->err().find("restored"), std::string::npos);
+    EXPECT_TRUE(exists(journal));
+    const RunResult stillStuck = install({"--recover"});
+    EXPECT_EQ(stillStuck.status, 1);
+    EXPECT_EQ(stillStuck.out.find("Repaired"), std::string::npos);
+    immutable(stuck, false);
+    EXPECT_EQ(install({"--recover"}).status, 0);
+    EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
+    EXPECT_FALSE(exists(journal));
+
+    // 2.0.0 over 1.2.3, beside a stale copy of 2.0.0's generation that cannot be removed.
+    fs::remove_all(bundle);
+    setVersion(useBundleCopy(), "2.0.0");
+    const std::string stale = generation("2.0.0") + "/stuck";
+    writeFile(stale, "");
+    immutable(stale, true);
+    const RunResult unfinished = install();
+    EXPECT_EQ(unfinished.status, 1);
+    EXPECT_NE(unfinished.err.find("installation failure: updater: " + generation("2.0.0") + ".old"),
+              std::string::npos)
+        << unfinished.err;
+    EXPECT_NE(unfinished.err.find("--recover complete it"), std::string::npos);
+    EXPECT_EQ(fs::read_symlink(root.at("/Applications/Quillmark/VELA")),
+              "/Applications/Quillmark/VELA-Ver2.0.0/");
+    EXPECT_TRUE(exists(generation("2.0.0") + "/VELA.app/Contents/MacOS/VELA"));
+    EXPECT_TRUE(exists(journal));
+    immutable(generation("2.0.0") + ".old/stuck", false);
+    EXPECT_EQ(install({"--recover"}).status, 0);
+    EXPECT_FALSE(exists(journal));
+    EXPECT_FALSE(exists(generation("2.0.0") + ".old"));
+    EXPECT_EQ(install({"--verify"}).status, 0);
 }
 
 // The target root is a small file system of its own, so it can fill up or turn read-only.
@@ -428,6 +487,33 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
          {1, "cannot lock " + root.at(kVendor + "/.install-lock")},
          std::nullopt,
          "/Library/Application Support/Quillmark/VELA/.install-lock"},
+        {"the generations' folder a link to a victim folder",
+         "/Applications",
+         "ln -s \"$VICTIMS/folder\" \"$1/Quillmark\"",
+         {1, "installation failure: not a directory: " + root.at("/Applications/Quillmark") +
+                 " (a symbolic link)"},
+         std::nullopt,
+         "/Applications/Quillmark"},
+        {"the generations' folder a file",
+         "/Applications",
+         "echo x >\"$1/Quillmark\"",
+         {1, "installation failure: not a directory: " + root.at("/Applications/Quillmark") +
+                 " (a file)"},
+         std::nullopt,
+         "/Applications/Quillmark"},
+        {"a folder where the link belongs",
+         "/Applications/Quillmark",
+         "mkdir \"$1/VELA\"",
+         {1, "link to applications: " + root.at("/Applications/Quillmark/VELA") +
+                 " is a folder, not a link"},
+         std::nullopt,
+         "/Applications/Quillmark/VELA"},
+        {"the LaunchAgents folder a link to a victim folder",
+         "/Library",
+         "ln -s \"$VICTIMS/folder\" \"$1/LaunchAgents\"",
+         {1, "(" + root.at("/Library/LaunchAgents") + " is a symbolic link)"},
+         std::nullopt,
+         "/Library/LaunchAgents"},
         {"a folder at the lock",
          kVendor,
          "mkdir \"$1/.install-lock\"",
@@ -440,6 +526,7 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
             SCOPED_TRACE(std::string(row.name) + (overwriting ? ", overwrite" : ", new"));
             fs::remove_all(root.at("/Applications/Quillmark"));
             fs::remove_all(root.at("/Library/Application Support/Quillmark"));
+            fs::remove_all(root.at("/Library/LaunchAgents"));
             fs::remove_all(logs);
             if (overwriting) {
                 installPreviousGeneration();
@@ -459,6 +546,11 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
             const std::string victimsBefore = snapshotTree(victims);
             const std::string installedBefore = snapshotTree(root.at("/Applications"));
             const Outcome expected = overwriting && row.overwrite ? *row.overwrite : row.fresh;
+
+            // The dry run asks what the run asks, and answers alike.
+            const RunResult dry = install({"--dry-run"});
+            EXPECT_EQ(dry.status, expected.status) << "the dry run disagrees: " << dry.err;
+            EXPECT_EQ(snapshotTree(root.at("/Applications")), installedBefore);
 
             const auto front = startInstall();
             const int status = front->wait(60000);

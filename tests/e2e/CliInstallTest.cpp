@@ -205,8 +205,8 @@ TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplications) {
         linesOf(dry.out),
         {"remove " + generation("0.9.old") + " ", "move aside " + generation() + " (to " + aside,
          "stop " + std::to_string(polite->pid()) + " " + generation("1.0") + "/VELA.app/",
-         "remove " + generation("1.0") + " (other generation)", "remove " + aside + " ",
-         std::string("link ") + root.at("/Applications/Quillmark/VELA")}));
+         std::string("link ") + root.at("/Applications/Quillmark/VELA"),
+         "remove " + generation("1.0") + " (other generation)", "remove " + aside + " "}));
     EXPECT_EQ(snapshotTree(root.root()), before);
     EXPECT_NE(readFile("/proc/" + std::to_string(polite->pid()) + "/cmdline"), "")
         << "the dry run stopped an application";
@@ -236,15 +236,15 @@ TEST_F(Overwrite, ReplacesGenerationsAndStopsTheRunningApplications) {
     EXPECT_EQ(readFile(deviceDirectory() + "/VELA-device.offline-mode"), "keep me");
     EXPECT_EQ(accessOf(deviceDirectory() + "/VELA-device.offline-mode"), "root:root:-rw-------");
 
-    EXPECT_TRUE(inOrder(log.messages(),
-                        {"[INFO] Found installed module: VELA-Ver1.0",
-                         "[INFO] removed old moved folder: " + generation("0.9.old"),
-                         "[INFO] destOldDirectoryPath: " + aside + "/",
-                         "[INFO] installer rename : " + generation() + "/ to " + aside + "/",
-                         "[INFO] renamed help file: ", "[INFO] Terminating desktop application",
-                         "[INFO] Force terminating desktop application",
-                         "[INFO] installer removed updater: " + aside + "/",
-                         "installer created link to applications"}));
+    EXPECT_TRUE(inOrder(
+        log.messages(),
+        {"[INFO] Found installed module: VELA-Ver1.0",
+         "[INFO] removed old moved folder: " + generation("0.9.old"),
+         "[INFO] destOldDirectoryPath: " + aside + "/",
+         "[INFO] installer rename : " + generation() + "/ to " + aside + "/",
+         "[INFO] renamed help file: ", "[INFO] Terminating desktop application",
+         "[INFO] Force terminating desktop application", "installer created link to applications",
+         "[INFO] installer removed updater: " + aside + "/"}));
     // The other generations go in the order the folder lists them.
     EXPECT_TRUE(log.contains("[INFO] installer removed updater: " + generation("1.0") + "/"));
     EXPECT_FALSE(log.contains("offline flag"));

@@ -187,7 +187,7 @@ TEST_F(Engine, EachCopyFillsItsHalfOfTheBarAndWhatIsInTheWayIsMended) {
     fs::permissions(flag, fs::perms::owner_read | fs::perms::owner_write);
     ASSERT_EQ(::chown(dir.c_str(), 65534, 65534), 0);
     fs::permissions(dir, fs::perms(0755));
-    writeFile(Const::symbolicLinkPath() + "/inside", "");
+    writeFile(Const::symbolicLinkPath(), "a file where the link belongs");
 
     bool ended = false;
     InstallationRun run(view, Bundle::mainBundle(), false, [&] { ended = true; });

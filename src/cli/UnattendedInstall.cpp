@@ -170,9 +170,6 @@ void UnattendedInstall::onRunEnded() {
         std::fprintf(outcome_.humanOutput(), "Installed VELA %s: %s\n",
                      orNull(Const::getCurrentAppVersion()).c_str(),
                      Const::symbolicLinkPath().c_str());
-        const Payload payload(Bundle::mainBundle(), run_->context().destDirectoryPath());
-        outcome_.record().bytes = payload.bytes();
-        outcome_.record().files = payload.files();
         status = kExitInstalled;
     }
     outcome_.record().undone = status != kExitInstalled && run_->isUndone();

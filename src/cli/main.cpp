@@ -15,6 +15,7 @@
 #include "Bundle.h"
 #include "BundleCheck.h"
 #include "Commands.h"
+#include "CompletionSteps.h"
 #include "Const.h"
 #include "DryRun.h"
 #include "InstallLock.h"
@@ -53,15 +54,10 @@ int install(Outcome& outcome) {
     int status = UnattendedInstall(outcome).exec();
     outcome.record().status = UnattendedInstall::statusOf(status);
     if (status == kExitInstalled) {
-        outcome.record().log = Log::defaultLog().logFilePath();
         outcome.complete(outcome.record().status, status);
-        if (std::error_code ec = outcome.record().keepOnTarget()) {
-            ILog("Installation record not kept: %s: %s", InstallRecord::filePath().c_str(),
-                 ec.message().c_str());
+        if (std::error_code ec = CompletionSteps::keepRecord(outcome.record())) {
             std::fprintf(stderr, "vela-device-install: the record %s could not be written: %s\n",
                          InstallRecord::filePath().c_str(), ec.message().c_str());
-        } else {
-            ILog("Installation record kept: %s", InstallRecord::filePath().c_str());
         }
     }
     return endWithLog(outcome, status);

@@ -197,7 +197,15 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
     // Languages without a catalogue keep the English texts.
     EXPECT_FALSE(useTranslationFor(QLocale(QLocale::German, QLocale::Germany)));
     EXPECT_FALSE(useTranslationFor(QLocale(QLocale::English, QLocale::UnitedKingdom)));
-    enum class End { TutorialClose, CommandW, Completion, CopyFails, Refused, StartCancel };
+    enum class End {
+        TutorialClose,
+        CommandW,
+        Completion,
+        CopyFails,
+        Refused,
+        RepairFails,
+        StartCancel
+    };
     struct Road {
         QString name;
         End end;
@@ -238,6 +246,12 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
          {"[INFO] End check user nobody in admin group(no admin)",
           "[ERROR] code=MSG_E3002, message=please install with administrator privileges"},
          "svc: "},
+        // A journal left behind that is not acted on: nothing starts.
+        {QStringLiteral("en-repair-refused"),
+         End::RepairFails,
+         {"[ERROR] the journal of an earlier installation is not acted on: ",
+          "[INFO] End InstallStartViewController installButtonClicked"},
+         "svc: "},
         {QStringLiteral("en-cancel"),
          End::StartCancel,
          {"CustomSegue::perform() start", "svc: [InstallStartViewController]: dvc: [unknown]",
@@ -274,7 +288,13 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
         const LogReader roadLog;
         const auto shot = [&](const char* page) { return road.name + QLatin1String(page); };
         const ScopedEnvironment requestedBy("PKEXEC_UID", road.end == End::Refused ? "65534" : "");
-        if (road.end == End::Refused) {
+        const std::string journal =
+            root.at("/Library/Application Support/Quillmark/VELA/.install-journal");
+        if (road.end == End::RepairFails) {
+            writeFile(journal, "not a journal");
+            ::chmod(journal.c_str(), 0600);
+        }
+        if (road.end == End::Refused || road.end == End::RepairFails) {
             answerNextAlert(0, shot("-6-alert"));
         }
         const int status = runWizard(
@@ -313,7 +333,7 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
                     return;
                 }
                 click(start->installButton());
-                if (road.end == End::Refused) {
+                if (road.end == End::Refused || road.end == End::RepairFails) {
                     return;
                 }
                 auto* installation =
@@ -383,9 +403,21 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
         if (road.end == End::CopyFails) {
             EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
         }
+        if (road.end == End::RepairFails) {
+            EXPECT_TRUE(exists(journal)) << "a journal not acted on stays as it is";
+            std::filesystem::remove(journal);
+        }
+        if (road.end == End::TutorialClose) {  // the record a management tool reads
+            EXPECT_NE(readFile(root.at("/Library/Application Support/Quillmark/VELA/"
+                                       "last-install.json"))
+                          .find("\"installed\""),
+                      std::string::npos);
+        }
     }
-    EXPECT_EQ(alerts, std::vector<std::string>{
-                          "2: Error / Please install with administrator privileges [OK]"});
+    EXPECT_EQ(alerts, (std::vector<std::string>{
+                          "2: Error / Please install with administrator privileges [OK]",
+                          "2: Error / An earlier installation did not end and could not be "
+                          "repaired. The log says what is left and where. [OK]"}));
 }
 
 TEST_F(WizardRoad, CancelDuringTheCopyUndoesTheRunAndEndsTheApplication) {

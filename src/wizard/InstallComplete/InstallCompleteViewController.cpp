@@ -37,6 +37,11 @@ void InstallCompleteViewController::viewDidLoad() {
     subTitleLabel_->setText(tr("Install complete"));
     nextButton_->setText(isOverwrite_ ? tr("Completion") : tr("Next"));
     CompletionSteps::reloadLaunchAgent();
+    // The same record as the command line's, so that a management tool sees either.
+    InstallRecord record;
+    record.status = "installed";
+    record.mode = InstallRecord::modeOf(isOverwrite_);
+    CompletionSteps::keepRecord(record);
 }
 
 void InstallCompleteViewController::nextButtonClicked() {

@@ -63,12 +63,7 @@ int install(Outcome& outcome) {
     return endWithLog(outcome, status);
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
-    // What the installer creates gets its modes from the installer, never from the caller's
-    // umask (000 would let anyone swap what root installs, 077 would lock users out).
-    ::umask(022);
+int runFrontEnd(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vela-device-install"));
     const QString version =
@@ -210,4 +205,29 @@ int main(int argc, char* argv[]) {
         return endWithLog(outcome, DryRun(outcome).exec());
     }
     return install(outcome);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    // What the installer creates gets its modes from the installer, never from the caller's
+    // umask (000 would let anyone swap what root installs, 077 would lock users out).
+    ::umask(022);
+    try {
+        return runFrontEnd(argc, argv);
+    } catch (const std::exception& error) {
+        // Whatever could not go on (a thread or a process that could not start, memory) ends
+        // the run as a failure with its reason and the record, never as an abort. A journal
+        // left behind is repaired by the next run.
+        const std::string message = std::string("the installer could not go on: ") + error.what();
+        ELog("code=%s, message=%s", FailureCode::kInstallation, message.c_str());
+        std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, message.c_str());
+        bool json = false;
+        for (int i = 1; i < argc; ++i) {
+            json = json || std::strcmp(argv[i], "--json") == 0;
+        }
+        Outcome outcome(json);
+        outcome.setError(FailureCode::kInstallation, message);
+        return outcome.finish("failed", kExitFailed);
+    }
 }

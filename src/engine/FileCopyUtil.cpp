@@ -2,9 +2,9 @@
 
 #include <fts.h>
 
-#include <QThreadPool>
-
 #include <filesystem>
+#include <system_error>
+#include <thread>
 
 #include "MainQueue.h"
 #include "TreeCopy.h"
@@ -106,7 +106,7 @@ void FileCopyUtil::startCopy() {
     }
     std::optional<std::string> source = sourcePath_;
     std::string target = targetPath_;
-    QThreadPool::globalInstance()->start([this, source, target] {
+    auto work = [this, source, target] {
         std::error_code error;
         std::error_code ec;
         if (itemExists(target)) {
@@ -138,7 +138,19 @@ void FileCopyUtil::startCopy() {
             delegate_->didFinishedCopyWithError(error);
         }
         finishWorker();
-    });
+    };
+    // A thread of its own, not a pool's: a pool cannot say that it failed to start one, and the
+    // run would wait for a copy that never comes.
+    try {
+        std::thread(work).detach();
+    } catch (const std::system_error& error) {
+        copyEnded_ = true;
+        timer_.stop();
+        if (delegate_) {
+            delegate_->didFinishedCopyWithError(error.code());
+        }
+        finishWorker();
+    }
 }
 
 void FileCopyUtil::finishWorker() {

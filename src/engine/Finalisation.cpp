@@ -9,6 +9,7 @@
 #include "InstallationView.h"
 #include "Log.h"
 #include "SafeFiles.h"
+#include "ShellExecute.h"
 #include "ShellForm.h"
 #include "SystemPath.h"
 
@@ -77,8 +78,7 @@ bool Finalisation::apply(InstallationSteps::Id id) const {
         case Id::LogModeScripts:
             return copyLogModeScripts(context_.destDirectoryPath());
         case Id::OwnGeneration:
-            DTraceExecute("chown -R root:admin " + shellForm(context_.destDirectoryPath()));
-            return true;
+            return ownGeneration();
         case Id::StopApplication: {
             context_.view().setCancelEnabled(false);
             if (!terminateDesktopApplication()) {
@@ -99,8 +99,7 @@ bool Finalisation::apply(InstallationSteps::Id id) const {
         case Id::RemoveOtherGenerations:
             return removeOtherGenerations();
         case Id::RemoveOldHelpFile:
-            removeOldHelpFile();
-            return true;
+            return removeOldHelpFile();
         case Id::LaunchAgent:
             return installLaunchAgent();
         default:
@@ -184,10 +183,34 @@ bool Finalisation::renewLink() const {
     return true;
 }
 
-void Finalisation::removeOldHelpFile() const {
+bool Finalisation::removeOldHelpFile() const {
     const std::string backup = HelpFile::backupPath();
     ILog("Removing old help file: %s", backup.c_str());
     DTraceRemoval("-rf", backup);
+    // Left behind, the next run would take it for the one to put back.
+    if (entryKind(backup) != EntryKind::Missing) {
+        context_.performSegueToInstallFailure(
+            FailureCode::kInstallation,
+            stringWithFormat("installation failure: removing old help file: %s", backup.c_str()));
+        return false;
+    }
+    return true;
+}
+
+bool Finalisation::ownGeneration() const {
+    const std::string command = "chown -R root:admin " + shellForm(context_.destDirectoryPath());
+    traceLog(__PRETTY_FUNCTION__, "command execute: %s", command.c_str());
+    // Silent when it worked; no text at all when it could not even start.
+    const std::optional<std::string> said = ShellExecute::execute(command);
+    if (said && said->empty()) {
+        return true;
+    }
+    context_.performSegueToInstallFailure(
+        FailureCode::kInstallation,
+        stringWithFormat("installation failure: set owner: %s (%s)",
+                         context_.destDirectoryPath().c_str(),
+                         said ? trimmingNewlines(*said).c_str() : "the command could not start"));
+    return false;
 }
 
 bool Finalisation::installLaunchAgent() const {

@@ -49,7 +49,8 @@ private:
     bool terminateDesktopApplication() const;
     bool removeOtherGenerations() const;
     bool renewLink() const;
-    void removeOldHelpFile() const;
+    bool removeOldHelpFile() const;
+    bool ownGeneration() const;
     bool installLaunchAgent() const;
 
     const InstallationContext& context_;

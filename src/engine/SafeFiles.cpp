@@ -90,8 +90,9 @@ std::error_code replaceAtomically(int dirFd, const std::string& name, const Owne
         ::unlinkat(dirFd, temporary.c_str(), 0);
         return ec;
     }
-    ::fsync(dirFd);
-    return {};
+    // Until the folder is synced the new name may not survive a power cut: a step that records
+    // or installs a file is not done before that.
+    return ::fsync(dirFd) == 0 ? std::error_code() : lastError();
 }
 
 // Opens a regular file that is not a link and holds at most `limit` bytes.

@@ -63,7 +63,8 @@ std::error_code createFileAfresh(int dirFd, const std::string& name, const Owner
                                  UniqueFd& out);
 
 /// Writes `contents` to `name` in `dirFd` so that a reader sees the old file or the new one,
-/// never a part: a temporary file beside it, synced, renamed over the name, directory synced.
+/// never a part: a temporary file beside it, synced, renamed over the name, directory synced
+/// (a failure of any of these is the call's, even once the new file is in place).
 std::error_code writeFileAtomically(int dirFd, const std::string& name, const std::string& contents,
                                     const Ownership& ownership);
 

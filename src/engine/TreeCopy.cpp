@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <deque>
+#include <system_error>
 #include <utility>
 
 #include "platform/FileData.h"
@@ -183,7 +184,11 @@ void TreeCopy::queueFile(File file) {
     // Helpers from the second file on: copying a single file needs no thread.
     if (second && helpers_.empty()) {
         for (int i = 1; i < workers_; ++i) {
-            helpers_.emplace_back([this] { work(); });
+            try {
+                helpers_.emplace_back([this] { work(); });
+            } catch (const std::system_error&) {
+                break;  // no thread to spare: the threads there are copy everything
+            }
         }
     }
 }

@@ -96,8 +96,15 @@ Log::Log(std::optional<std::string> appName)
     : appName_(std::move(appName)),
       logFilePath_(logFileFor(appName_)),
       home_(homeDirectoryOfUser(std::nullopt).value_or("")),
-      userName_(currentUserName()),
-      writer_([this] { run(); }) {}
+      userName_(currentUserName()) {
+    try {
+        writer_ = std::thread([this] { run(); });
+    } catch (const std::system_error&) {
+        // No thread to spare (a process limit, no memory): each line is written by the thread
+        // that logs it, rather than the installer ending before it has said anything.
+        direct_ = true;
+    }
+}
 
 Log::~Log() {
     {
@@ -105,7 +112,9 @@ Log::~Log() {
         stopping_ = true;
     }
     wake_.notify_all();
-    writer_.join();
+    if (writer_.joinable()) {
+        writer_.join();
+    }
 }
 
 std::optional<std::string> Log::appName() const {
@@ -135,6 +144,12 @@ bool Log::applyLogMode(std::optional<std::string_view> mode) {
 }
 
 void Log::enqueue(const char* level, std::string message, std::uint32_t threadTag) {
+    if (direct_) {
+        std::lock_guard lock(directMutex_);
+        message.push_back('\n');
+        appendLine(level, message, threadTag, true);
+        return;
+    }
     {
         std::lock_guard lock(mutex_);
         message.push_back('\n');

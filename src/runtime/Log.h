@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 namespace vela {
@@ -88,6 +89,8 @@ private:
     std::condition_variable wake_;
     std::condition_variable idle_;
     std::thread writer_;
+    bool direct_ = false;  ///< no writer thread: lines are written at once, one at a time
+    std::mutex directMutex_;
 };
 
 /// Keeps the log file below its size limit: above it the file becomes "<path>_1" (one previous

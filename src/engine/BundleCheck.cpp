@@ -66,7 +66,7 @@ std::optional<std::string> BundleCheck::defect(const Bundle& bundle) {
                "\" is not a plain version (a digit, then up to 31 digits, letters, single dots "
                "and hyphens, not ending in .old)";
     }
-    return Payload(bundle, Const::applicationDirectoryPathWithVersion(version)).defect();
+    return Payload(bundle, Const::applicationDirectoryPathWithVersion(version), false).defect();
 }
 
 }  // namespace vela

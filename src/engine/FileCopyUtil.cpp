@@ -75,11 +75,6 @@ void FileCopyUtil::stopAndWait() {
     finished_.wait(lock, [this] { return runningWorkers_ == 0; });
 }
 
-bool FileCopyUtil::isCopying() const {
-    std::lock_guard lock(mutex_);
-    return scheduled_ || runningWorkers_ > 0;
-}
-
 void FileCopyUtil::checkFileSize() {
     if (copyEnded_) {
         return;

@@ -34,7 +34,6 @@ public:
     /// file and returns once all have ended and the completion has been delivered (at once, with
     /// operation_canceled, when it had not started yet).
     void stopAndWait();
-    bool isCopying() const;
 
     /// Copies at once on the calling thread, replacing an existing target. Returns the error of
     /// the removal (then nothing is copied) or of the copy.

@@ -10,16 +10,8 @@
 
 namespace vela {
 
-namespace {
-
-std::string helpFileName() {
-    return std::string(Const::kDeviceHelpFileName) + "." + Const::kDeviceHelpFileType;
-}
-
-}  // namespace
-
 std::string HelpFile::destinationPath() {
-    return joinPath(Const::getDeviceLicenseModeDirectoryPath(), helpFileName());
+    return Const::getDeviceHelpFilePath();
 }
 
 std::string HelpFile::backupPath() {
@@ -68,7 +60,8 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         openOwnedDirectory(Const::underTargetRoot("/Library"),
                            Const::getDeviceLicenseModeDirectoryPath(), rootAdmin(0775), directory);
     if (!ec) {
-        ec = source ? copyFileAtomically(*source, directory.get(), helpFileName(), rootAdmin(0664))
+        ec = source ? copyFileAtomically(*source, directory.get(), nameOf(destination),
+                                         rootAdmin(0664))
                     : std::make_error_code(std::errc::no_such_file_or_directory);
     }
     if (ec) {

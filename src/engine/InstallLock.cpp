@@ -14,13 +14,12 @@ namespace vela {
 
 namespace {
 
-constexpr const char* kLockDirectory = "Library/Application Support/Quillmark/VELA";
 constexpr const char* kLockName = ".install-lock";
 
 }  // namespace
 
 InstallLock::InstallLock(const std::string& targetRoot, bool create) {
-    const std::string directoryPath = joinPath(targetRoot, kLockDirectory);
+    const std::string directoryPath = joinPath(targetRoot, Const::kVendorDirectory);
     path_ = joinPath(directoryPath, kLockName);
     if (!create && entryKind(path_) == EntryKind::Missing) {
         return;

@@ -55,7 +55,7 @@ std::string InstallRecord::toLine() const {
 }
 
 std::string InstallRecord::filePath() {
-    return Const::underTargetRoot("/Library/Application Support/Quillmark/VELA/last-install.json");
+    return joinPath(Const::vendorDirectoryPath(), "last-install.json");
 }
 
 std::error_code InstallRecord::keepOnTarget() const {

@@ -11,7 +11,7 @@ namespace vela {
 
 namespace fs = std::filesystem;
 
-Payload::Payload(const Bundle& bundle, const std::string& generation) {
+Payload::Payload(const Bundle& bundle, const std::string& generation, bool measure) {
     for (const char* name : {Const::kClientAppName, Const::kUninstallerName}) {
         const std::string app = std::string(name) + "." + Const::kAppFileType;
         items_.push_back({app, bundle.pathForAuxiliaryExecutable(app), generation + app});
@@ -29,8 +29,8 @@ Payload::Payload(const Bundle& bundle, const std::string& generation) {
                       bundle.pathForResource(Const::kClientAppName, "plist"),
                       Const::applicationLaunchAgentPlistPath()});
     for (Item& item : items_) {
-        if (item.source) {
-            measure(*item.source, item);
+        if (item.source && measure) {
+            this->measure(*item.source, item);
         }
     }
 }

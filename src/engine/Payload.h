@@ -23,8 +23,9 @@ public:
         std::uint64_t files = 0;
     };
 
-    /// Measures `bundle` for an installation into `generation` (a path ending in "/").
-    Payload(const Bundle& bundle, const std::string& generation);
+    /// Measures `bundle` for an installation into `generation` (a path ending in "/"); without
+    /// `measure` only finds the items (for defect()), which is quick.
+    Payload(const Bundle& bundle, const std::string& generation, bool measure = true);
 
     /// Every item, in the order an installation copies them.
     const std::vector<Item>& items() const { return items_; }

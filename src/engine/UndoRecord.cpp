@@ -18,7 +18,6 @@ namespace vela {
 
 namespace {
 
-constexpr const char* kJournalDirectory = "/Library/Application Support/Quillmark/VELA";
 constexpr const char* kJournalName = ".install-journal";
 constexpr int kJournalFormat = 1;
 
@@ -99,7 +98,7 @@ bool isJournalPath(const std::string& path) {
 }
 
 std::string UndoRecord::journalDirectory() {
-    return Const::underTargetRoot(kJournalDirectory);
+    return Const::vendorDirectoryPath();
 }
 
 std::string UndoRecord::journalPath() {

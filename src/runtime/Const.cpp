@@ -179,8 +179,12 @@ std::vector<std::string> Const::allUserDirectoryPlistPaths() {
     return result;
 }
 
+std::string Const::vendorDirectoryPath() {
+    return underTargetRoot(kVendorDirectory);
+}
+
 std::string Const::getDeviceLicenseModeDirectoryPath() {
-    return joinPath(underTargetRoot("/Library/Application Support"), "Quillmark/VELA/VELA-device");
+    return joinPath(vendorDirectoryPath(), "VELA-device");
 }
 
 std::string Const::getDeviceLicenseModeConfigPath() {

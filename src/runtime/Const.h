@@ -86,6 +86,10 @@ public:
     /// Existing VELA.config.plist and VELA.font.plist of every entry of /Users, in listing order.
     static std::vector<std::string> allUserDirectoryPlistPaths();
 
+    /// The installer's own folder on the target (the journal, the lock, the record, the device
+    /// directory), as the installed system sees it; vendorDirectoryPath() under the target root.
+    static constexpr const char* kVendorDirectory = "/Library/Application Support/Quillmark/VELA";
+    static std::string vendorDirectoryPath();
     static std::string getDeviceLicenseModeDirectoryPath();
     static std::string getDeviceLicenseModeConfigPath();
     static std::string getDeviceLicenseModeFontPlistPath();

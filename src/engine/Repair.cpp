@@ -6,6 +6,7 @@
 #include "FileCopyUtil.h"
 #include "Finalisation.h"
 #include "HelpFile.h"
+#include "InstallRecord.h"
 #include "InstallationContext.h"
 #include "InstallationView.h"
 #include "Log.h"
@@ -44,7 +45,7 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
     // Files a killed run was writing beside their names are never renamed into place.
     for (const std::string& path :
          {HelpFile::destinationPath(), Const::applicationLaunchAgentPlistPath(),
-          Const::symbolicLinkPath()}) {
+          Const::symbolicLinkPath(), InstallRecord::filePath()}) {
         removeTemporariesOf(path);
     }
     std::optional<UndoRecord> record;

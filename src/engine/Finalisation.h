@@ -3,7 +3,6 @@
 #include "InstallationContext.h"
 #include "InstallationSteps.h"
 #include "OfflineFlag.h"
-#include "Rollback.h"
 #include "UndoRecord.h"
 
 namespace vela {
@@ -23,10 +22,9 @@ public:
     };
 
     Finalisation(const InstallationContext& context, const OfflineFlag& offlineFlag,
-                 const Rollback& rollback, UndoRecord& record)
+                 UndoRecord& record)
         : context_(context),
           offlineFlag_(offlineFlag),
-          rollback_(rollback),
           record_(record),
           steps_(context.bundle(), context.isOverwrite(), context.destDirectoryPath()) {}
 
@@ -55,7 +53,6 @@ private:
 
     const InstallationContext& context_;
     const OfflineFlag& offlineFlag_;
-    const Rollback& rollback_;
     UndoRecord& record_;
     InstallationSteps steps_;
 };

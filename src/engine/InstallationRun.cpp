@@ -36,7 +36,7 @@ InstallationRun::InstallationRun(InstallationView& view, const Bundle& bundle, b
       helpFile_(context_),
       offlineFlag_(context_),
       rollback_(context_, fileCopyUtil_, record_),
-      finalisation_(context_, offlineFlag_, rollback_, record_),
+      finalisation_(context_, offlineFlag_, record_),
       runEnded_(std::move(runEnded)) {}
 
 InstallationRun::~InstallationRun() = default;

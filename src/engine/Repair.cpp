@@ -72,7 +72,7 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
         ILog("Completing the installation of %s, killed past its point of no return",
              context.destDirectoryPath().c_str());
         OfflineFlag offlineFlag(context);
-        Finalisation finalisation(context, offlineFlag, rollback, *record);
+        Finalisation finalisation(context, offlineFlag, *record);
         if (!finalisation.finishPastPointOfNoReturn()) {
             failure = context.failure();
         }

@@ -225,13 +225,22 @@ void TreeCopy::copyFile(const File& file) {
         fail(std::make_error_code(std::errc::not_supported));
         return;
     }
+    std::error_code ec = cloneFile(from.get(), file.target);
+    if (!ec) {
+        finishClone(file.target, info);
+        return;
+    }
+    if (ec != std::errc::not_supported) {
+        fail(ec);
+        return;
+    }
     Descriptor to(
         ::open(file.target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (to.get() < 0) {
         fail(lastError());
         return;
     }
-    std::error_code ec = copyFileData(from.get(), to.get(), [this](std::uint64_t bytes) {
+    ec = copyFileData(from.get(), to.get(), [this](std::uint64_t bytes) {
         copied_ += bytes;
         return !stopped();
     });
@@ -242,6 +251,20 @@ void TreeCopy::copyFile(const File& file) {
         ec = lastError();
     }
     if (ec) {
+        fail(ec);
+    }
+}
+
+// A clone shares the source's blocks and already carries its extended attributes; it is read
+// only here, so that a read-only source's clone can be finished by its owner too.
+void TreeCopy::finishClone(const std::string& target, const struct stat& info) {
+    Descriptor to(::open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (to.get() < 0) {
+        fail(lastError());
+        return;
+    }
+    copied_ += static_cast<std::uint64_t>(info.st_size);
+    if (std::error_code ec = setModeAndTimes(to.get(), info)) {
         fail(ec);
     }
 }
@@ -288,6 +311,10 @@ std::error_code TreeCopy::finishItem(int from, int to, const struct stat& info) 
     if (std::error_code ec = copyFileExtras(from, to)) {
         return ec;
     }
+    return setModeAndTimes(to, info);
+}
+
+std::error_code TreeCopy::setModeAndTimes(int to, const struct stat& info) const {
     const std::array<struct timespec, 2> times = accessAndModificationTimes(info);
     if (::fchmod(to, info.st_mode & 07777) != 0 || ::futimens(to, times.data()) != 0) {
         return lastError();

@@ -20,8 +20,9 @@ namespace vela {
 /// One copy of a file or a directory tree by a small pool of workers: one thread walks the
 /// source, creating directories and links at once and queueing regular files, largest first;
 /// the others copy files as soon as they are queued, and the walker joins them when its walk
-/// is done. Keeps modes, links (never followed), access and modification times; never writes
-/// through a link planted at the target. The first error stops every worker.
+/// is done. A file is cloned where the volume can (cloneFile), else its bytes are copied. Keeps
+/// modes, links (never followed), access and modification times; never writes through a link
+/// planted at the target. The first error stops every worker.
 class TreeCopy {
 public:
     /// `stop` is read between items and between chunks of a file; `copied` grows by each chunk
@@ -59,9 +60,11 @@ private:
     void queueFile(File file);
     void work();
     void copyFile(const File& file);
+    void finishClone(const std::string& target, const struct stat& info);
     void copyLink(const std::string& source, const std::string& target, const struct stat& info);
     void finishDirectories();
     std::error_code finishItem(int from, int to, const struct stat& info) const;
+    std::error_code setModeAndTimes(int to, const struct stat& info) const;
     bool stopped() const;
     void fail(std::error_code error);
 

@@ -36,6 +36,11 @@ std::error_code copyFileData(int from, int to, const ChunkCopied& copied) {
     }
 }
 
+std::error_code cloneFile(int, const std::string&) {
+    // copy_file_range already shares blocks where the file system can.
+    return std::make_error_code(std::errc::not_supported);
+}
+
 std::error_code copyFileExtras(int, int) {
     return {};
 }

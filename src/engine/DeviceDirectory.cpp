@@ -1,8 +1,5 @@
 #include "DeviceDirectory.h"
 
-#include <cerrno>
-#include <cstring>
-
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
@@ -45,9 +42,7 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     }
     DTrace("set root:admin 775 on %s", path.c_str());
     // Read back from the descriptor they were set on, not by name through a shell.
-    struct stat info {};
-    const std::string access =
-        ::fstat(directory.get(), &info) == 0 ? accessText(info) : std::strerror(errno);
+    const std::string access = accessText(directory.get());
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
     if (access == "root:admin:drwxrwxr-x") {
         return true;

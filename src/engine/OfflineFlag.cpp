@@ -4,9 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
@@ -59,9 +56,7 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     }
     DTrace("set root:admin 664 on %s", path.c_str());
     // Read back from the descriptor they were set on, not by name through a shell.
-    struct stat info {};
-    const std::string access =
-        ::fstat(flag.get(), &info) == 0 ? accessText(info) : std::strerror(errno);
+    const std::string access = accessText(flag.get());
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
     if (access == "root:admin:-rw-rw-r--") {
         ILog("Created completely offline flag file for the device license mode: %s", path.c_str());

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <limits>
 #include <vector>
@@ -129,7 +130,11 @@ std::error_code readChunks(int fd, Sink sink) {
 
 }  // namespace
 
-std::string accessText(const struct stat& info) {
+std::string accessText(int fd) {
+    struct stat info {};
+    if (::fstat(fd, &info) != 0) {
+        return std::strerror(errno);
+    }
     const struct passwd* user = ::getpwuid(info.st_uid);
     const struct group* group = ::getgrgid(info.st_gid);
     std::string text =

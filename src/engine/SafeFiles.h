@@ -33,8 +33,8 @@ EntryKind entryKind(const std::string& path);
 const char* entryKindName(EntryKind kind);
 
 /// "owner:group:mode" as an administrator reads them in a listing ("root:admin:drwxrwxr-x"),
-/// from what fstat said of a descriptor.
-std::string accessText(const struct stat& info);
+/// from what fstat says of `fd`; the reason when it says nothing.
+std::string accessText(int fd);
 
 /// Owner and mode that the installer gives to what it creates.
 struct Ownership {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "Bundle.h"
 #include "Const.h"
@@ -175,12 +176,18 @@ std::optional<InProcessRun> ProgressBench::run(int run) {
 void ProgressBench::diagnosePoll() {
     const std::string target =
         Const::applicationDirectoryPathWithVersion(bench_.version) + "VELA.app";
+    const auto walk = [&target] {
+        std::error_code ec;
+        for (std::filesystem::recursive_directory_iterator it(target, ec), end; !ec && it != end;
+             it.increment(ec)) {
+        }
+    };
     Clock::time_point begin = Clock::now();
-    FileCopyUtil::getDirectoryFileSizeAtPath(target);
+    walk();
     pollWarmMs_ = msBetween(begin, Clock::now());
     if (dropCaches()) {
         begin = Clock::now();
-        FileCopyUtil::getDirectoryFileSizeAtPath(target);
+        walk();
         pollColdMs_ = msBetween(begin, Clock::now());
     }
 }

@@ -15,7 +15,7 @@ namespace vela {
 namespace fs = std::filesystem;
 
 bool isInstallerPath(const std::string& path) {
-    const std::string plain = withoutTrailingSlash(path);
+    const std::string plain = withoutTrailingSlashes(path);
     std::string system = systemPathOf(plain);
     const bool underRoot = Const::targetRoot() == "/" || system != plain;
     // A journal refuses control characters to keep its log lines whole; in a name they change
@@ -38,19 +38,11 @@ void noteLink(const std::string& path) {
 
 }  // namespace
 
-std::string withoutTrailingSlash(const std::string& path) {
-    std::string text = path;
-    while (text.size() > 1 && text.back() == '/') {
-        text.pop_back();
-    }
-    return text;
-}
-
 std::string removalCommand(const std::string& options, const std::string& path) {
     if (!isInstallerPath(path)) {
         return "echo " + shellForm("refusing to remove " + path) + " >&2";
     }
-    return "rm " + options + " " + shellForm(withoutTrailingSlash(path));
+    return "rm " + options + " " + shellForm(withoutTrailingSlashes(path));
 }
 
 std::optional<std::string> removeEntryTraced(const char* function, const std::string& path) {

@@ -36,9 +36,6 @@ std::string executeRemovalWithTrace(const char* function, const std::string& opt
 /// is still there afterwards: "cannot remove <path>: <what rm said>".
 std::optional<std::string> removeEntryTraced(const char* function, const std::string& path);
 
-/// `path` without its trailing slashes ("/" stays).
-std::string withoutTrailingSlash(const std::string& path);
-
 /// `text` without line breaks at either end.
 std::string trimmingNewlines(const std::string& text);
 

@@ -1,7 +1,5 @@
 #include "FileCopyUtil.h"
 
-#include <fts.h>
-
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -169,23 +167,6 @@ std::error_code FileCopyUtil::syncCopyAtPath(const std::optional<std::string>& s
     std::atomic<bool> never{false};
     std::atomic<std::uint64_t> copied{0};
     return TreeCopy(never, copied, TreeCopy::workerCount()).run(*source, target, [](auto) {});
-}
-
-std::uint64_t FileCopyUtil::getDirectoryFileSizeAtPath(const std::string& path) {
-    std::string root = path;
-    char* paths[] = {root.data(), nullptr};
-    FTS* walk = ::fts_open(paths, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
-    if (walk == nullptr) {
-        return 0;
-    }
-    std::uint64_t total = 0;
-    while (FTSENT* entry = ::fts_read(walk)) {
-        if (entry->fts_level > 0 && entry->fts_info == FTS_F) {
-            total += static_cast<std::uint64_t>(entry->fts_statp->st_size);
-        }
-    }
-    ::fts_close(walk);
-    return total;
 }
 
 }  // namespace vela

@@ -39,9 +39,6 @@ public:
     /// the removal (then nothing is copied) or of the copy.
     static std::error_code syncCopyAtPath(const std::optional<std::string>& source,
                                           const std::string& target);
-    /// Sum of the apparent sizes of the regular files below `path` (links not followed);
-    /// 0 when it does not exist.
-    static std::uint64_t getDirectoryFileSizeAtPath(const std::string& path);
 
 private:
     void checkFileSize();

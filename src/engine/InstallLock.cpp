@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "Const.h"
 #include "SafeFiles.h"
@@ -52,14 +53,8 @@ InstallLock::InstallLock(const std::string& targetRoot, bool create) {
         }
         return;
     }
-    fd_ = file.release();
+    file_ = std::move(file);
     held_ = true;
-}
-
-InstallLock::~InstallLock() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
 }
 
 }  // namespace vela

@@ -3,6 +3,8 @@
 #include <string>
 #include <system_error>
 
+#include "UniqueFd.h"
+
 namespace vela {
 
 /// Keeps two installers from working on the same target root at once: an exclusive lock on a
@@ -14,11 +16,10 @@ public:
     /// `create` false (a dry run): nothing is made or changed; where no lock file exists yet,
     /// no installer can hold it and none is taken.
     explicit InstallLock(const std::string& targetRoot, bool create = true);
-    ~InstallLock();
     InstallLock(const InstallLock&) = delete;
     InstallLock& operator=(const InstallLock&) = delete;
 
-    bool isHeld() const { return fd_ >= 0 && held_; }
+    bool isHeld() const { return file_.valid() && held_; }
     /// Another installer holds it.
     bool isBusy() const { return busy_; }
     /// Neither held nor busy: why the lock file could not be had (a link or a folder planted
@@ -28,7 +29,7 @@ public:
     const std::string& path() const { return path_; }
 
 private:
-    int fd_ = -1;
+    UniqueFd file_;
     bool held_ = false;
     bool busy_ = false;
     std::error_code error_;

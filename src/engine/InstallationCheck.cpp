@@ -14,6 +14,7 @@
 #include "HelpFile.h"
 #include "Log.h"
 #include "Payload.h"
+#include "UniqueFd.h"
 
 namespace vela {
 
@@ -84,23 +85,18 @@ ssize_t readUpTo(int fd, char* buffer, std::size_t size) {
 }
 
 bool sameBytes(const std::string& first, const std::string& second) {
-    int a = ::open(first.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    int b = ::open(second.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    bool same = a >= 0 && b >= 0;
+    const UniqueFd a(::open(first.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const UniqueFd b(::open(second.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    bool same = a.valid() && b.valid();
     std::vector<char> left(1 << 16);
     std::vector<char> right(left.size());
     while (same) {
-        ssize_t n = readUpTo(a, left.data(), left.size());
-        ssize_t m = readUpTo(b, right.data(), right.size());
+        ssize_t n = readUpTo(a.get(), left.data(), left.size());
+        ssize_t m = readUpTo(b.get(), right.data(), right.size());
         same = n >= 0 && n == m &&
                std::memcmp(left.data(), right.data(), static_cast<std::size_t>(n)) == 0;
         if (n <= 0) {
             break;
-        }
-    }
-    for (int fd : {a, b}) {
-        if (fd >= 0) {
-            ::close(fd);
         }
     }
     return same;

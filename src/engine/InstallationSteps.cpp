@@ -193,7 +193,7 @@ std::vector<std::string> InstallationSteps::runningApplications() {
 
 void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
     const std::string base = Const::appBaseDirectoryPath();
-    const std::string generation = withoutTrailingSlash(generation_);
+    const std::string generation = withoutTrailingSlashes(generation_);
     const std::string aside = generation + Const::kDestinationDirectorySuffix;
     const bool installed = entryKind(generation) == EntryKind::Directory;
     const bool hadHelpFile = entryKind(HelpFile::destinationPath()) != EntryKind::Missing;

@@ -125,8 +125,8 @@ std::optional<std::string> Rollback::renameDirectoryAtPath(const std::string& so
             failure = stringWithFormat("rename failure: %s", target.c_str());
         } else {
             ILog("installer clean : %s", target.c_str());
-            DTraceExecute("mv " + shellForm(withoutTrailingSlash(source)) + " " +
-                          shellForm(withoutTrailingSlash(target)));
+            DTraceExecute("mv " + shellForm(withoutTrailingSlashes(source)) + " " +
+                          shellForm(withoutTrailingSlashes(target)));
             if (entryKind(target) == EntryKind::Directory &&
                 entryKind(source) == EntryKind::Missing) {
                 ILog("installer rename : %s to %s", source.c_str(), target.c_str());

@@ -40,16 +40,13 @@ void handOverToUser(const std::string& user, const std::optional<std::string>& p
     std::error_code error;
     SafeDirectory directory = SafeDirectory::openParent(
         homeDirectoryOfUser(std::nullopt).value_or(""), *path, SafeDirectory::Missing::Fail, error);
-    int fd = -1;
+    UniqueFd file;
     if (!error) {
-        fd = directory.openRegularFile(std::filesystem::path(*path).filename().string(), O_RDONLY,
-                                       0, error);
+        file = directory.openRegularFile(std::filesystem::path(*path).filename().string(), O_RDONLY,
+                                         0, error);
     }
-    if (fd >= 0 && ::fchown(fd, owner, static_cast<gid_t>(-1)) != 0) {
+    if (file.valid() && ::fchown(file.get(), owner, static_cast<gid_t>(-1)) != 0) {
         error = std::error_code(errno, std::generic_category());
-    }
-    if (fd >= 0) {
-        ::close(fd);
     }
     if (error) {
         DTrace("not handed over to %s: %s: %s", user.c_str(), path->c_str(),

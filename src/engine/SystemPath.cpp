@@ -1,14 +1,12 @@
 #include "SystemPath.h"
 
 #include "Const.h"
+#include "SafeFiles.h"
 
 namespace vela {
 
 std::string systemPathOf(const std::string& path) {
-    std::string root = Const::targetRoot();
-    while (root.size() > 1 && root.back() == '/') {
-        root.pop_back();
-    }
+    const std::string root = withoutTrailingSlashes(Const::targetRoot());
     if (root == "/" || path.compare(0, root.size(), root) != 0 ||
         (path.size() > root.size() && path[root.size()] != '/')) {
         return path;

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "UniqueFd.h"
 #include "platform/FileData.h"
 
 namespace vela {
@@ -23,25 +24,6 @@ constexpr int kMaxWorkers = 64;
 std::error_code lastError() {
     return {errno, std::generic_category()};
 }
-
-// Closes a descriptor when it goes out of scope; a failing close of a written file is an error
-// of its own (a full disk may only show there), so that one is closed by hand.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-    int release() { return std::exchange(fd_, -1); }
-
-private:
-    int fd_;
-};
 
 }  // namespace
 
@@ -211,7 +193,7 @@ void TreeCopy::work() {
 
 void TreeCopy::copyFile(const File& file) {
     // Non-blocking so that a pipe swapped in since the walk cannot hang the copy.
-    Descriptor from(::open(file.source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    UniqueFd from(::open(file.source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (from.get() < 0) {
         fail(lastError());
         return;
@@ -234,7 +216,7 @@ void TreeCopy::copyFile(const File& file) {
         fail(ec);
         return;
     }
-    Descriptor to(
+    UniqueFd to(
         ::open(file.target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (to.get() < 0) {
         fail(lastError());
@@ -258,7 +240,7 @@ void TreeCopy::copyFile(const File& file) {
 // A clone shares the source's blocks and already carries its extended attributes; it is read
 // only here, so that a read-only source's clone can be finished by its owner too.
 void TreeCopy::finishClone(const std::string& target, const struct stat& info) {
-    Descriptor to(::open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd to(::open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (to.get() < 0) {
         fail(lastError());
         return;
@@ -294,9 +276,8 @@ void TreeCopy::copyLink(const std::string& source, const std::string& target,
 // filling a directory does not change the time it was given.
 void TreeCopy::finishDirectories() {
     for (auto it = directories_.rbegin(); it != directories_.rend() && !stopped(); ++it) {
-        Descriptor from(
-            ::open(it->source.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        Descriptor to(::open(it->target.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        UniqueFd from(::open(it->source.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        UniqueFd to(::open(it->target.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (from.get() < 0 || to.get() < 0) {
             fail(lastError());
             return;

@@ -51,13 +51,6 @@ std::optional<UndoStep> stepNamed(const QString& name) {
     return std::nullopt;
 }
 
-std::string withoutTrailingSlashes(std::string path) {
-    while (path.size() > 1 && path.back() == '/') {
-        path.pop_back();
-    }
-    return path;
-}
-
 bool isGenerationPath(const std::string& path) {
     const std::string prefix =
         std::string(Const::kAppBaseDir) + "/" + Const::kClientAppVersionPrefix;

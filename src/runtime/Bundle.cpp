@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "Const.h"
+#include "UniqueFd.h"
 #include "platform/ExecutablePath.h"
 
 namespace vela {
@@ -22,13 +23,10 @@ namespace {
 // Reads the file through a descriptor that neither follows a link nor waits on a FIFO; `error`
 // says why there is nothing to read ("is a directory", ...).
 std::string readPlainFile(const std::string& file, std::string& error) {
-    const int fd = ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const UniqueFd fd(::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
-    if (fd < 0 || ::fstat(fd, &info) != 0) {
+    if (!fd.valid() || ::fstat(fd.get(), &info) != 0) {
         error = errno == ELOOP ? "is a symbolic link" : std::strerror(errno);
-        if (fd >= 0) {
-            ::close(fd);
-        }
         return {};
     }
     std::string data;
@@ -39,7 +37,7 @@ std::string readPlainFile(const std::string& file, std::string& error) {
     } else {
         char buffer[8192];
         for (;;) {
-            const ssize_t n = ::read(fd, buffer, sizeof buffer);
+            const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
             if (n < 0 && errno == EINTR) {
                 continue;
             }
@@ -54,7 +52,6 @@ std::string readPlainFile(const std::string& file, std::string& error) {
             data.append(buffer, static_cast<std::size_t>(n));
         }
     }
-    ::close(fd);
     return data;
 }
 

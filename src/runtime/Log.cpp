@@ -207,16 +207,16 @@ void Log::appendLine(const char* level, const std::string& message, std::uint32_
     std::error_code error;
     SafeDirectory directory =
         SafeDirectory::openParent(home_, *path, SafeDirectory::Missing::Create, error);
-    int fd = -1;
+    UniqueFd file;
     if (!error) {
         // While the file cannot be written, the reason has been said once; the rotation check
         // would only repeat that the file is missing.
         if (observe && !failing_) {
             logObservation(directory.fd(), name, *path);
         }
-        fd = directory.openRegularFile(name, O_WRONLY | O_APPEND | O_CREAT, 0644, error);
+        file = directory.openRegularFile(name, O_WRONLY | O_APPEND | O_CREAT, 0644, error);
     }
-    if (fd < 0) {
+    if (!file.valid()) {
         if (!failing_.exchange(true)) {
             std::fprintf(stderr, "code %ld: message: %s: %s: Description: [%s]\n",
                          static_cast<long>(error.value()), "the log file cannot be written",
@@ -226,8 +226,7 @@ void Log::appendLine(const char* level, const std::string& message, std::uint32_
     }
     failing_ = false;
     // The time stamp is taken now: the time of writing, not of the call.
-    writeAll(fd, lineNow(level, message, threadTag));
-    ::close(fd);
+    writeAll(file.get(), lineNow(level, message, threadTag));
 }
 
 void Log::run() {

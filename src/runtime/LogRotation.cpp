@@ -9,6 +9,7 @@
 
 #include "Const.h"
 #include "Log.h"
+#include "UniqueFd.h"
 #include "platform/RenameExclusive.h"
 
 namespace vela {
@@ -40,14 +41,14 @@ int removeEntry(int directory, const std::string& name) {
 
 void logObservation(const std::string& path) {
     const std::filesystem::path file(path);
-    int directory = ::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory < 0) {
+    const UniqueFd directory(
+        ::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid()) {
         // The attribute read below then fails as the folder does.
         logObservation(AT_FDCWD, path, path);
         return;
     }
-    logObservation(directory, file.filename().string(), path);
-    ::close(directory);
+    logObservation(directory.get(), file.filename().string(), path);
 }
 
 void logObservation(int directory, const std::string& name, const std::string& path) {

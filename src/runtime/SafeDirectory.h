@@ -3,19 +3,9 @@
 #include <string>
 #include <system_error>
 
+#include "SafeFiles.h"
+
 namespace vela {
-
-/// Why a name in a directory was refused, beyond what the system's own error says.
-enum class Refusal {
-    SymbolicLink = 1,  ///< a symbolic link stands where a file or folder belongs
-    SecondHardLink,    ///< the file has another name elsewhere
-    NotRegularFile,    ///< a FIFO, a device, a socket or a folder where a file belongs
-    NotDirectory,      ///< something else where a folder belongs
-};
-
-/// The category of `Refusal` codes; their messages are plain English reasons.
-const std::error_category& refusalCategory();
-std::error_code make_error_code(Refusal refusal);
 
 /// A directory held by descriptor, reached from a trusted base folder one component at a time
 /// without following any link on the way. A process running as root uses it for files in a
@@ -38,28 +28,17 @@ public:
     static SafeDirectory openParent(const std::string& base, const std::string& path,
                                     Missing missing, std::error_code& error);
 
-    SafeDirectory() = default;
-    ~SafeDirectory();
-    SafeDirectory(SafeDirectory&& other) noexcept;
-    SafeDirectory& operator=(SafeDirectory&& other) noexcept;
-    SafeDirectory(const SafeDirectory&) = delete;
-    SafeDirectory& operator=(const SafeDirectory&) = delete;
-
-    bool isOpen() const { return fd_ >= 0; }
     /// The directory's descriptor, for the *at() calls; -1 when not open.
-    int fd() const { return fd_; }
+    int fd() const { return fd_.get(); }
 
     /// Opens `name` in this directory with `flags` (O_CREAT creates it with `mode`), never
     /// through a link and never blocking on a FIFO. Refuses anything that is not a regular file
-    /// with a single name. Returns the descriptor (close-on-exec), or -1 with `error` set.
-    int openRegularFile(const std::string& name, int flags, int mode, std::error_code& error) const;
+    /// with a single name. Not valid, with `error` set, on failure.
+    UniqueFd openRegularFile(const std::string& name, int flags, int mode,
+                             std::error_code& error) const;
 
 private:
-    explicit SafeDirectory(int fd) : fd_(fd) {}
-    int fd_ = -1;
+    UniqueFd fd_;
 };
 
 }  // namespace vela
-
-template <>
-struct std::is_error_code_enum<vela::Refusal> : std::true_type {};

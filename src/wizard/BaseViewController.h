@@ -23,7 +23,6 @@ public:
     /// Calls viewDidLoad the first time only; the window does so before the page appears, after
     /// the previous page has prepared it.
     void loadViewIfNeeded();
-    bool isViewLoaded() const { return loaded_; }
 
     /// Sets up the page's fixed content (once).
     virtual void viewDidLoad() {}

@@ -18,7 +18,6 @@ public:
     ~CustomSegue();
 
     const QString& identifier() const { return identifier_; }
-    BaseViewController* sourceController() const { return source_; }
     BaseViewController* destinationController() const { return destination_.get(); }
 
     /// Main thread. Shows the destination in the source's window; the window lets the source go.

@@ -3,29 +3,55 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <system_error>
 
+#include "UniqueFd.h"
+
 namespace vela {
 
-/// A file descriptor that closes itself.
-class UniqueFd {
-public:
-    UniqueFd() = default;
-    explicit UniqueFd(int fd) : fd_(fd) {}
-    ~UniqueFd();
-    UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
-    UniqueFd& operator=(UniqueFd&& other) noexcept;
-    UniqueFd(const UniqueFd&) = delete;
-    UniqueFd& operator=(const UniqueFd&) = delete;
+// Everything the installer does on the disk as root goes through descriptors opened here: one
+// component at a time below a trusted folder, never through a link, owner and mode set on the
+// descriptor, so that another user who swaps a name finds that it changes nothing.
 
-    int get() const { return fd_; }
-    bool valid() const { return fd_ >= 0; }
-    int release();
-
-private:
-    int fd_ = -1;
+/// Why a name in a directory was refused, beyond what the system's own error says.
+enum class Refusal {
+    SymbolicLink = 1,  ///< a symbolic link stands where a file or folder belongs
+    SecondHardLink,    ///< the file has another name elsewhere
+    NotRegularFile,    ///< a FIFO, a device, a socket or a folder where a file belongs
+    NotDirectory,      ///< something else where a folder belongs
 };
+
+/// The category of `Refusal` codes; their messages are plain English reasons.
+const std::error_category& refusalCategory();
+std::error_code make_error_code(Refusal refusal);
+
+/// After an open of `name` in `directory` failed with `openErrno`: what stands there, in the
+/// reader's terms (a `Refusal`), or that error when nothing more is to be said.
+std::error_code explainFailure(int directory, const char* name, int openErrno, bool wantDirectory);
+
+/// A folder opened by `openDirectoryBelow`, handed to its walk's `settle`.
+struct WalkStep {
+    int base;   ///< the trusted folder the walk started from
+    int fd;     ///< the folder just opened
+    bool last;  ///< the folder asked for
+    bool made;  ///< created by this walk (mode 0700 until `settle` says otherwise)
+};
+
+/// How `openDirectoryBelow` treats the folders it passes.
+struct DirectoryWalk {
+    bool create = false;   ///< a missing folder is made
+    bool explain = false;  ///< a refused name is told as a `Refusal`, not the system's error
+    /// Called for every folder opened below the base; its error ends the walk.
+    std::function<std::error_code(const WalkStep&)> settle;
+};
+
+/// Opens the folder `relative` ("Library/Logs"; empty for the base itself) below `base`. The
+/// base is trusted and may itself be reached through links; below it every component must be a
+/// real folder, never a link, and ".." is refused (EINVAL): the walk never leaves the base.
+std::error_code openDirectoryBelow(const std::string& base, const std::string& relative,
+                                   const DirectoryWalk& walk, UniqueFd& out);
 
 /// What is at a path, without following a link there.
 enum class EntryKind { Missing, Directory, Link, File, Other };
@@ -85,8 +111,14 @@ std::error_code copyFileAtomically(const std::string& source, int dirFd, const s
 std::error_code readRegularFile(const std::string& path, std::string& contents,
                                 std::size_t limit = 1 << 20);
 
+/// `path` without the slashes at its end ("/" stays "/"): "dir/" would follow a link at "dir".
+std::string withoutTrailingSlashes(std::string path);
+
 /// The parent directory and the last component of `path` (trailing slashes ignored).
 std::string parentOf(const std::string& path);
 std::string nameOf(const std::string& path);
 
 }  // namespace vela
+
+template <>
+struct std::is_error_code_enum<vela::Refusal> : std::true_type {};

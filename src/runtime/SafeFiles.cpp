@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -21,21 +22,25 @@ std::error_code lastError() {
     return {errno, std::generic_category()};
 }
 
-std::vector<std::string> componentsOf(const std::string& relative) {
-    std::vector<std::string> parts;
-    std::string::size_type start = 0;
-    while (start <= relative.size()) {
-        std::string::size_type end = relative.find('/', start);
-        if (end == std::string::npos) {
-            end = relative.size();
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+class RefusalCategory : public std::error_category {
+public:
+    const char* name() const noexcept override { return "refusal"; }
+    std::string message(int value) const override {
+        switch (static_cast<Refusal>(value)) {
+            case Refusal::SymbolicLink:
+                return "it is a symbolic link";
+            case Refusal::SecondHardLink:
+                return "it has a second hard link";
+            case Refusal::NotRegularFile:
+                return "it is not a regular file";
+            case Refusal::NotDirectory:
+                return "it is not a directory";
         }
-        if (end > start) {
-            parts.push_back(relative.substr(start, end - start));
-        }
-        start = end + 1;
+        return "refused";
     }
-    return parts;
-}
+};
 
 std::error_code applyOwnership(int fd, const Ownership& ownership) {
     if (::fchown(fd, ownership.owner, ownership.group) != 0 || ::fchmod(fd, ownership.mode) != 0) {
@@ -130,6 +135,32 @@ std::error_code readChunks(int fd, Sink sink) {
 
 }  // namespace
 
+const std::error_category& refusalCategory() {
+    static const RefusalCategory category;
+    return category;
+}
+
+std::error_code make_error_code(Refusal refusal) {
+    return std::error_code(static_cast<int>(refusal), refusalCategory());
+}
+
+std::error_code explainFailure(int directory, const char* name, int openErrno, bool wantDirectory) {
+    struct stat info {};
+    if (::fstatat(directory, name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
+        return {openErrno, std::generic_category()};
+    }
+    if (S_ISLNK(info.st_mode)) {
+        return Refusal::SymbolicLink;
+    }
+    if (wantDirectory && !S_ISDIR(info.st_mode)) {
+        return Refusal::NotDirectory;
+    }
+    if (!wantDirectory && !S_ISREG(info.st_mode)) {
+        return Refusal::NotRegularFile;
+    }
+    return {openErrno, std::generic_category()};
+}
+
 std::string accessText(int fd) {
     struct stat info {};
     if (::fstat(fd, &info) != 0) {
@@ -151,35 +182,9 @@ std::string accessText(int fd) {
     return text;
 }
 
-UniqueFd::~UniqueFd() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
-}
-
-UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
-    if (this != &other) {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-        fd_ = other.release();
-    }
-    return *this;
-}
-
-int UniqueFd::release() {
-    int fd = fd_;
-    fd_ = -1;
-    return fd;
-}
-
 EntryKind entryKind(const std::string& path) {
-    std::string name = path;
-    while (name.size() > 1 && name.back() == '/') {
-        name.pop_back();  // "dir/" would follow a link at "dir"
-    }
     struct stat info {};
-    if (::lstat(name.c_str(), &info) != 0) {
+    if (::lstat(withoutTrailingSlashes(path).c_str(), &info) != 0) {
         return EntryKind::Missing;
     }
     if (S_ISLNK(info.st_mode)) {
@@ -216,55 +221,78 @@ Ownership rootOnly(mode_t mode) {
     return Ownership{0, 0, mode};
 }
 
+std::error_code openDirectoryBelow(const std::string& base, const std::string& relative,
+                                   const DirectoryWalk& walk, UniqueFd& out) {
+    UniqueFd baseFd(::open(base.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!baseFd.valid()) {
+        return lastError();
+    }
+    std::vector<std::string> names;
+    for (std::string::size_type start = 0; start < relative.size();) {
+        std::string::size_type end = std::min(relative.find('/', start), relative.size());
+        const std::string name = relative.substr(start, end - start);
+        if (name == "..") {
+            return std::make_error_code(std::errc::invalid_argument);
+        }
+        if (!name.empty() && name != ".") {
+            names.push_back(name);
+        }
+        start = end + 1;
+    }
+    UniqueFd current;  // the folder reached below the base
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const int parent = current.valid() ? current.get() : baseFd.get();
+        const char* name = names[i].c_str();
+        bool made = false;
+        UniqueFd next(::openat(parent, name, kDirectoryFlags));
+        if (!next.valid() && errno == ENOENT && walk.create) {
+            if (::mkdirat(parent, name, 0700) == 0) {
+                made = true;
+            } else if (errno != EEXIST) {
+                return lastError();
+            }
+            next = UniqueFd(::openat(parent, name, kDirectoryFlags));
+        }
+        if (!next.valid()) {
+            // ELOOP for a link, ENOTDIR for anything else
+            return walk.explain ? explainFailure(parent, name, errno, true) : lastError();
+        }
+        if (walk.settle) {
+            if (std::error_code ec =
+                    walk.settle({baseFd.get(), next.get(), i + 1 == names.size(), made})) {
+                return ec;
+            }
+        }
+        current = std::move(next);
+    }
+    out = current.valid() ? std::move(current) : std::move(baseFd);
+    return {};
+}
+
 std::error_code openOwnedDirectory(const std::string& trusted, const std::string& path,
                                    const Ownership& ownership, UniqueFd& out, bool* created,
                                    bool ownExisting) {
     if (created) {
         *created = false;
     }
-    std::string base = trusted;
-    while (base.size() > 1 && base.back() == '/') {
-        base.pop_back();
-    }
+    const std::string base = withoutTrailingSlashes(trusted);
     if (path.compare(0, base.size(), base) != 0 ||
         (path.size() > base.size() && base != "/" && path[base.size()] != '/')) {
         return std::make_error_code(std::errc::invalid_argument);
     }
-    UniqueFd current(::open(base.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!current.valid()) {
-        return lastError();
-    }
-    const std::vector<std::string> parts = componentsOf(path.substr(base.size()));
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        const bool last = i + 1 == parts.size();
-        if (parts[i] == "." || parts[i] == "..") {
-            return std::make_error_code(std::errc::invalid_argument);
+    DirectoryWalk walk;
+    walk.create = true;
+    walk.settle = [&](const WalkStep& step) {
+        if (step.last && created) {
+            *created = step.made;
         }
-        bool made = false;
         // Intermediate folders that we make are root's alone, so nobody can swap what is below.
-        const Ownership wanted = last ? ownership : rootOnly(0755);
-        if (::mkdirat(current.get(), parts[i].c_str(), 0700) == 0) {
-            made = true;
-        } else if (errno != EEXIST) {
-            return lastError();
+        if (step.made || (step.last && ownExisting)) {
+            return applyOwnership(step.fd, step.last ? ownership : rootOnly(0755));
         }
-        UniqueFd next(::openat(current.get(), parts[i].c_str(),
-                               O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!next.valid()) {
-            return lastError();  // ELOOP for a link, ENOTDIR for anything else
-        }
-        if (made || (last && ownExisting)) {
-            if (std::error_code ec = applyOwnership(next.get(), wanted)) {
-                return ec;
-            }
-        }
-        if (last && created) {
-            *created = made;
-        }
-        current = std::move(next);
-    }
-    out = std::move(current);
-    return {};
+        return std::error_code();
+    };
+    return openDirectoryBelow(base, path.substr(base.size()), walk, out);
 }
 
 std::error_code createFileAfresh(int dirFd, const std::string& name, const Ownership& ownership,
@@ -356,11 +384,15 @@ std::error_code readRegularFile(const std::string& path, std::string& contents, 
     });
 }
 
-std::string parentOf(const std::string& path) {
-    std::string name = path;
-    while (name.size() > 1 && name.back() == '/') {
-        name.pop_back();
+std::string withoutTrailingSlashes(std::string path) {
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
     }
+    return path;
+}
+
+std::string parentOf(const std::string& path) {
+    const std::string name = withoutTrailingSlashes(path);
     std::string::size_type slash = name.rfind('/');
     if (slash == std::string::npos) {
         return ".";
@@ -369,10 +401,7 @@ std::string parentOf(const std::string& path) {
 }
 
 std::string nameOf(const std::string& path) {
-    std::string name = path;
-    while (name.size() > 1 && name.back() == '/') {
-        name.pop_back();
-    }
+    const std::string name = withoutTrailingSlashes(path);
     std::string::size_type slash = name.rfind('/');
     return slash == std::string::npos ? name : name.substr(slash + 1);
 }

@@ -28,17 +28,10 @@ class RefusalCategory : public std::error_category {
 public:
     const char* name() const noexcept override { return "refusal"; }
     std::string message(int value) const override {
-        switch (static_cast<Refusal>(value)) {
-            case Refusal::SymbolicLink:
-                return "it is a symbolic link";
-            case Refusal::SecondHardLink:
-                return "it has a second hard link";
-            case Refusal::NotRegularFile:
-                return "it is not a regular file";
-            case Refusal::NotDirectory:
-                return "it is not a directory";
-        }
-        return "refused";
+        // In the order of the enumeration, which starts at 1.
+        static const char* const reasons[] = {"it is a symbolic link", "it has a second hard link",
+                                              "it is not a regular file", "it is not a directory"};
+        return value >= 1 && value <= 4 ? reasons[value - 1] : "refused";
     }
 };
 

@@ -90,6 +90,18 @@ void PageFrame::closeColumn() {
     column_->addStretch(1);
 }
 
+std::tuple<QLabel*, QLabel*, QLabel*> PageFrame::addTextColumn(bool withBody) {
+    QLabel* headline = newHeadline(page_);
+    QLabel* body = withBody ? newBodyText(page_) : nullptr;
+    QLabel* logo = addLogo();
+    column_->addWidget(headline);
+    if (body != nullptr) {
+        column_->addWidget(body);
+    }
+    closeColumn();
+    return {logo, headline, body};
+}
+
 QPushButton* PageFrame::addButton(bool primary) {
     auto* button = new QPushButton(footer_);
     button->setMinimumWidth(kButtonMinimumWidth);

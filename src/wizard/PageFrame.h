@@ -3,6 +3,8 @@
 #include <QSize>
 #include <QString>
 
+#include <tuple>
+
 class QLabel;
 class QProgressBar;
 class QPushButton;
@@ -26,6 +28,9 @@ public:
     /// page adds its texts below and closes the column with closeColumn().
     QLabel* addLogo();
     void closeColumn();
+    /// The whole column of a page of text: the logo, a headline and, with `withBody`, a text
+    /// below it, then closed. Returns the logo, the headline and the text (null without).
+    std::tuple<QLabel*, QLabel*, QLabel*> addTextColumn(bool withBody);
     /// A new button at the right end of the footer. The primary one is drawn in the accent
     /// colour and pressed by Return.
     QPushButton* addButton(bool primary);

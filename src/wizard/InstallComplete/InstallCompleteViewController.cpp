@@ -2,7 +2,6 @@
 
 #include <QLabel>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 #include "CompletionSteps.h"
 #include "Const.h"
@@ -16,10 +15,7 @@ namespace vela {
 InstallCompleteViewController::InstallCompleteViewController()
     : BaseViewController(QStringLiteral("InstallCompleteViewController")) {
     PageFrame frame(this);
-    subTitleLabel_ = PageFrame::newHeadline(this);
-    logoImage_ = frame.addLogo();
-    frame.column()->addWidget(subTitleLabel_);
-    frame.closeColumn();
+    std::tie(logoImage_, subTitleLabel_, std::ignore) = frame.addTextColumn(false);
     versionLabel_ = frame.versionLabel();
     nextButton_ = frame.addButton(true);
     connect(nextButton_, &QPushButton::clicked, this, [this] { nextButtonClicked(); });

@@ -2,7 +2,6 @@
 
 #include <QLabel>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 #include "Const.h"
 #include "Log.h"
@@ -14,12 +13,7 @@ namespace vela {
 InstallFailureViewController::InstallFailureViewController()
     : BaseViewController(QStringLiteral("InstallFailureViewController")) {
     PageFrame frame(this);
-    subTitleLabel_ = PageFrame::newHeadline(this);
-    descriptionLabel_ = PageFrame::newBodyText(this);
-    logoImage_ = frame.addLogo();
-    frame.column()->addWidget(subTitleLabel_);
-    frame.column()->addWidget(descriptionLabel_);
-    frame.closeColumn();
+    std::tie(logoImage_, subTitleLabel_, descriptionLabel_) = frame.addTextColumn(true);
     versionLabel_ = frame.versionLabel();
     closeButton_ = frame.addButton(true);
     connect(closeButton_, &QPushButton::clicked, this, [this] { closeButtonClicked(); });

@@ -2,7 +2,6 @@
 
 #include <QLabel>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 #include "AlertUtil.h"
 #include "Const.h"
@@ -21,12 +20,7 @@ namespace vela {
 InstallStartViewController::InstallStartViewController()
     : BaseViewController(QStringLiteral("InstallStartViewController")) {
     PageFrame frame(this);
-    subTitleLabel_ = PageFrame::newHeadline(this);
-    descriptionLabel_ = PageFrame::newBodyText(this);
-    logoImage_ = frame.addLogo();
-    frame.column()->addWidget(subTitleLabel_);
-    frame.column()->addWidget(descriptionLabel_);
-    frame.closeColumn();
+    std::tie(logoImage_, subTitleLabel_, descriptionLabel_) = frame.addTextColumn(true);
     versionLabel_ = frame.versionLabel();
     backButton_ = frame.addButton(false);
     installButton_ = frame.addButton(true);

@@ -18,7 +18,7 @@
 #include "Bundle.h"
 #include "CancelBench.h"
 #include "CopyBench.h"
-#include "PayloadGenerator.h"
+#include "Payload.h"
 #include "ProgressBench.h"
 
 namespace vela::bench {
@@ -64,14 +64,12 @@ bool prepare(const Options& options, Workbench* bench) {
     }
     bench->bundle = bench->work + "/VELA-device-Installer.app";
     std::printf("Generating the payload (%llu bytes, %d files) into %s ...\n",
-                static_cast<unsigned long long>(options.shape.totalBytes), options.shape.fileCount,
+                static_cast<unsigned long long>(options.shape.bytes), options.shape.files,
                 bench->bundle.c_str());
     std::fflush(stdout);
-    PayloadSummary summary;
-    std::string error;
-    if (!makeInstallerWithPayload(options.installer, bench->bundle, options.shape, &summary,
-                                  &error)) {
-        std::fprintf(stderr, "InstallBench: %s\n", error.c_str());
+    if (std::error_code made = makeInstaller(options.installer, bench->bundle, options.shape)) {
+        std::fprintf(stderr, "InstallBench: cannot make %s: %s\n", bench->bundle.c_str(),
+                     made.message().c_str());
         return false;
     }
     bench->app = measureTree(bench->macos() + "VELA.app");
@@ -202,15 +200,19 @@ int main(int argc, char* argv[]) {
         } else if (arg == "--runs" && hasValue) {
             options.runs = std::max(1, std::atoi(argv[++i]));
         } else if (arg == "--size" && hasValue) {
-            if (!parseByteSize(argv[++i], &options.shape.totalBytes)) {
+            const std::optional<std::uint64_t> bytes = parseBytes(argv[++i]);
+            if (!bytes) {
                 return usage("--size: not a byte count");
             }
+            options.shape.bytes = *bytes;
         } else if (arg == "--cancel-size" && hasValue) {
-            if (!parseByteSize(argv[++i], &options.cancelBytes)) {
+            const std::optional<std::uint64_t> bytes = parseBytes(argv[++i]);
+            if (!bytes) {
                 return usage("--cancel-size: not a byte count");
             }
+            options.cancelBytes = *bytes;
         } else if (arg == "--files" && hasValue) {
-            options.shape.fileCount = std::max(1, std::atoi(argv[++i]));
+            options.shape.files = std::max(7, std::atoi(argv[++i]));
         } else if (arg == "--cache" && hasValue) {
             const std::string cache = argv[++i];
             options.warm = cache != "cold";

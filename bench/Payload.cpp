@@ -22,10 +22,6 @@ std::uint64_t next(std::uint64_t& state) {
     return z ^ (z >> 31);
 }
 
-double unit(std::uint64_t& state) {
-    return static_cast<double>(next(state) >> 11) * 0x1.0p-53;
-}
-
 const char* const kFrameworks[] = {"VelaCore", "VelaRender", "VelaMedia",
                                    "VelaText", "VelaNet",    "VelaUI"};
 // Each framework binary's share of all bytes: half together.
@@ -33,7 +29,7 @@ const double kLargeShares[] = {0.18, 0.12, 0.08, 0.05, 0.04, 0.03};
 const char* const kExtensions[] = {".png", ".strings", ".nib", ".json", ".dat", ".js"};
 
 std::error_code writeRandom(const fs::path& path, std::uint64_t size, std::uint64_t& state) {
-    std::vector<std::uint64_t> buffer(std::size_t{1} << 17);
+    std::vector<std::uint64_t> buffer(std::min<std::uint64_t>(size / 8 + 1, 1 << 17));
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     for (std::uint64_t left = size; out && left > 0;) {
         const auto chunk = std::min<std::uint64_t>(left, buffer.size() * sizeof(std::uint64_t));
@@ -81,7 +77,8 @@ std::error_code makePayload(const std::string& dir, const PayloadShape& shape) {
     std::vector<double> weights(static_cast<std::size_t>(std::max(1, shape.files - 6)));
     double weightLeft = 0;
     for (double& weight : weights) {
-        weightLeft += weight = 128.0 * std::pow(2048.0, unit(state));
+        const double unit = static_cast<double>(next(state) >> 11) * 0x1.0p-53;
+        weightLeft += weight = 128.0 * std::pow(2048.0, unit);
     }
     for (std::size_t i = 0; i < weights.size(); ++i) {
         const auto size =
@@ -130,16 +127,12 @@ std::optional<std::uint64_t> parseBytes(const std::string& text) {
     std::uint64_t value = 0;
     const char* end = text.data() + text.size();
     const auto [rest, ec] = std::from_chars(text.data(), end, value);
-    const std::string suffix(rest, end);
-    const int shift = suffix.empty()  ? 0
-                      : suffix == "K" ? 10
-                      : suffix == "M" ? 20
-                      : suffix == "G" ? 30
-                                      : -1;
-    if (ec != std::errc() || shift < 0 || value > (~std::uint64_t{0} >> shift)) {
+    const std::string units[] = {"", "K", "M", "G"};
+    const auto unit = std::find(units, units + 4, std::string(rest, end)) - units;
+    if (ec != std::errc() || unit == 4 || value > (~std::uint64_t{0} >> (10 * unit))) {
         return std::nullopt;
     }
-    return value << shift;
+    return value << (10 * unit);
 }
 
 }  // namespace vela::bench

@@ -1,150 +1,101 @@
-#include "CancelBench.h"
-
+// Cancel inside one large file: the file is sparse at the source, so it is written at disk
+// speed, and Cancel must stop the copy between two chunks of it, not at its end.
 #include <signal.h>
-#include <sys/stat.h>
 
-#include <QEventLoop>
-#include <QTimer>
+#include <QCoreApplication>
 
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 #include <thread>
 
+#include "Bench.h"
 #include "FileCopyUtil.h"
 #include "Process.h"
 
 namespace vela::bench {
+namespace {
 
 namespace fs = std::filesystem;
 
-namespace {
+constexpr const char* kLargeFile = "/VELA.app/Contents/Resources/large.bin";
 
-constexpr const char* kLargeFile = "VELA.app/Contents/Resources/large.bin";
-
-std::uint64_t sizeOf(const std::string& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 ? static_cast<std::uint64_t>(info.st_size) : 0;
-}
-
-class Recorder : public FileCopyUtilDelegate {
-public:
-    void setCopyProgress(float fraction) override {
-        if (fraction > 0 && !started) {
-            started = Clock::now();
+// Runs the main thread's events until `path` has its first bytes (or five minutes have passed)
+// and `delayMs` more.
+void waitIntoFile(const std::string& path, double delayMs) {
+    const Clock::time_point deadline = Clock::now() + std::chrono::minutes(5);
+    std::optional<Clock::time_point> begin;
+    while (!begin || msSince(*begin) < delayMs) {
+        std::error_code ec;
+        if (!begin && ((fs::file_size(path, ec) > 0 && !ec) || Clock::now() > deadline)) {
+            begin = Clock::now();
         }
+        QCoreApplication::processEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    void didFinishedCopyWithError(std::error_code error) override {
-        result = error;
-        finished = true;
-    }
-    std::optional<Clock::time_point> started;
-    std::error_code result;
-    std::atomic<bool> finished{false};
-};
+}
 
 }  // namespace
 
-bool CancelBench::prepare() {
-    bundle_ = bench_.work + "/cancel/VELA-device-Installer.app";
+bool measureCancel(const Workbench& bench, const std::string& installer, std::uint64_t bytes) {
+    const std::string base = bench.work + "/cancel";
+    const std::string apps = base + "/VELA-device-Installer.app/Contents/MacOS";
     std::error_code ec;
-    fs::create_directories(fs::path(bundle_).parent_path(), ec);
-    fs::copy(installer_, bundle_, fs::copy_options::recursive | fs::copy_options::copy_symlinks,
-             ec);
-    const std::string large = bundle_ + "/Contents/MacOS/" + kLargeFile;
+    fs::create_directories(fs::path(apps + kLargeFile).parent_path(), ec);
+    fs::copy(installer, base + "/VELA-device-Installer.app",
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks, ec);
     if (!ec) {
-        fs::create_directories(fs::path(large).parent_path(), ec);
-    }
-    if (!ec) {
-        if (FILE* file = std::fopen(large.c_str(), "w")) {
-            std::fclose(file);
-        }
-        fs::resize_file(large, bytes_, ec);
+        std::ofstream{apps + kLargeFile};
+        fs::resize_file(apps + kLargeFile, bytes, ec);
     }
     if (ec) {
-        std::fprintf(stderr, "InstallBench: cannot make the cancel payload %s: %s\n", large.c_str(),
+        std::fprintf(stderr, "InstallBench: cannot make %s: %s\n", (apps + kLargeFile).c_str(),
                      ec.message().c_str());
         return false;
     }
-    return true;
-}
-
-// The copier alone: how long stopAndWait holds the main thread, the window frozen meanwhile.
-std::optional<double> CancelBench::timeStopAndWait(double delayMs) {
-    const std::string target = bench_.work + "/cancel/copy.app";
-    bench_.settle();
-    Recorder recorder;
-    FileCopyUtil copier(&recorder);
-    copier.copyFileAtPath(bundle_ + "/Contents/MacOS/VELA.app", target);
-    QEventLoop loop;
-    QTimer check;
-    double stopMs = -1;
-    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
-        if (recorder.finished) {
-            loop.quit();  // ended before the Cancel: the file is too small for this delay
-        } else if (recorder.started && msBetween(*recorder.started, Clock::now()) >= delayMs) {
-            const Clock::time_point begin = Clock::now();
-            copier.stopAndWait();
-            stopMs = msBetween(begin, Clock::now());
-            loop.quit();
-        }
-    });
-    check.start(5);
-    loop.exec();
-    removeTree(target);
-    if (stopMs < 0 || recorder.result != std::errc::operation_canceled) {
-        std::fprintf(stderr, "InstallBench: the copy was not cancelled (%s)\n",
-                     recorder.result.message().c_str());
-        return std::nullopt;
-    }
-    return stopMs;
-}
-
-std::optional<CancelFigure> CancelBench::measure(double delayMs) {
-    CancelFigure figure;
-    figure.delayMs = delayMs;
-    if (std::optional<double> stop = timeStopAndWait(delayMs)) {
-        figure.stopAndWaitMs = *stop;
-    } else {
-        return std::nullopt;
-    }
-    const std::string base = bench_.work + "/cancel/install";
+    std::printf("(d) Cancel inside one %.1f GiB file, %s\n", static_cast<double>(bytes) / (1 << 30),
+                bench.cold ? "cold" : "warm");
     const std::string root = base + "/root";
-    std::error_code ec;
-    fs::create_directories(base + "/home", ec);
-    if (!makeTargetRoot(root)) {
-        return std::nullopt;
-    }
-    bench_.settle();
-    const std::string generation = root + "/Applications/Quillmark/VELA-Ver" + bench_.version;
-    test::Process install(
-        {bench_.cli, "--target", root},
-        {{"HOME", base + "/home"}, {"VELA_MAIN_BUNDLE", bundle_}, {"VELA_TARGET_ROOT", ""}});
-    const Clock::time_point deadline = Clock::now() + std::chrono::minutes(5);
-    while (sizeOf(generation + "/" + kLargeFile) == 0 && Clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(delayMs));
-    const Clock::time_point signalled = Clock::now();
-    install.signal(SIGINT);
-    figure.exitStatus = install.wait(10 * 60 * 1000);
-    figure.signalToExitMs = msBetween(signalled, Clock::now());
-    figure.undone = !fs::exists(generation, ec);
-    removeTree(base);
-    return figure;
-}
+    const char* late = "THE FILE WAS COPIED BEFORE THE CANCEL (larger --cancel-size)";
+    for (double delayMs : {500.0, 5000.0}) {
+        // The copier alone: how long stopAndWait holds the main thread.
+        settle(apps, bench.cold);
+        FileCopyUtil copier(nullptr);
+        copier.copyFileAtPath(apps + "/VELA.app", base + "/copy/VELA.app");
+        waitIntoFile(base + "/copy" + kLargeFile, delayMs);
+        Clock::time_point begin = Clock::now();
+        copier.stopAndWait();
+        const double stopMs = msSince(begin);
+        const bool stoppedInside = fs::file_size(base + "/copy" + kLargeFile, ec) < bytes;
+        fs::remove_all(base + "/copy", ec);
 
-void CancelBench::report(const std::vector<CancelFigure>& figures) const {
-    std::printf("\n(d) Cancel inside one %.1f GiB file, %s\n",
-                static_cast<double>(bytes_) / (1u << 30),
-                bench_.cold ? "page cache dropped first" : "source read once");
-    for (const CancelFigure& f : figures) {
-        std::printf(
-            "  Cancel %5.1f s into the file: stopAndWait %.1f ms; front end SIGINT to "
-            "exit %.0f ms (status %d, %s)\n",
-            f.delayMs / 1000, f.stopAndWaitMs, f.signalToExitMs, f.exitStatus,
-            f.undone ? "nothing left behind" : "A GENERATION WAS LEFT BEHIND");
+        // The front end: SIGINT to the end of the process, the undo included.
+        if (!makeTargetRoot(root)) {
+            return false;
+        }
+        settle(apps, bench.cold);
+        test::Process install({bench.cli, "--target", root},
+                              {{"HOME", base},
+                               {"VELA_MAIN_BUNDLE", base + "/VELA-device-Installer.app"},
+                               {"VELA_TARGET_ROOT", ""}});
+        waitIntoFile(bench.generation(root) + kLargeFile, delayMs);
+        const bool signalledInside = fs::file_size(bench.generation(root) + kLargeFile, ec) < bytes;
+        begin = Clock::now();
+        install.signal(SIGINT);
+        const int status = install.wait(10 * 60 * 1000);
+        const double exitMs = msSince(begin);
+        const bool undone = !fs::exists(bench.generation(root), ec);
+        fs::remove_all(root, ec);
+        std::printf("  Cancel %.1f s into the file: stopAndWait %.1f ms, %s\n", delayMs / 1000,
+                    stopMs, stoppedInside ? "stopped inside the file" : late);
+        std::printf("    front end: SIGINT to exit %.0f ms, status %d, %s\n", exitMs, status,
+                    !signalledInside ? late
+                    : undone         ? "nothing left behind"
+                                     : "A GENERATION LEFT BEHIND");
     }
+    fs::remove_all(base, ec);
+    return true;
 }
 
 }  // namespace vela::bench

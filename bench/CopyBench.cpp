@@ -1,253 +1,107 @@
-#include "CopyBench.h"
-
-#include <grp.h>
-
+// The installation against cp -a and against what the disk can write. Neither the installer
+// nor cp waits for its data to reach the disk; every timed run therefore ends with a sync, or
+// the write-back of one run lands in the next and the ratio swings between 0.5 and 1.3.
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <optional>
 
-#include "FileCopyUtil.h"
+#include "Bench.h"
 #include "Process.h"
-#include "TreeCopy.h"
 
 namespace vela::bench {
+namespace {
 
 namespace fs = std::filesystem;
 
-namespace {
+enum Contender { kInstall1, kInstall2, kCp, kDd, kContenders };
+const char* const kNames[] = {"vela-device-install, 1 worker (ms)",
+                              "vela-device-install, 2 workers (ms)", "cp -a, then sync (ms)",
+                              "dd conv=fsync, as many bytes (ms)"};
 
-std::string shellQuoted(const std::string& path) {
-    return "'" + path + "'";
-}
-
-}  // namespace
-
-// The halves split both bundles by bytes: folders holding more than a quarter of them are
-// opened up, then the items go, largest first, each to the lighter half. Every installation on
-// this machine stops processes whose command line holds "/VELA.app/" (tests of other work
-// included), so the halves run inside their target and read the application through a link of
-// another name.
-CopyBench::CopyBench(const Workbench& bench) : bench_(bench) {
-    struct Item {
-        std::uint64_t bytes;
-        std::string source;
-        std::string destination;  // folder of the copy, relative to the copy's directory
-    };
-    const std::string app = bench.macos() + "VELA.app";
-    const std::string alias = bench.work + "/application-source";
+// One run into a fresh folder, from the start to the data on disk; none when it failed.
+std::optional<double> timeRun(const Workbench& bench, int contender, int run, long* peakKiB) {
+    const std::string base =
+        bench.work + "/copy-" + std::to_string(contender) + "-" + std::to_string(run);
+    const std::string root = base + "/root";
     std::error_code ec;
-    fs::create_symlink(app, alias, ec);
-    std::vector<Item> items = {
-        {bench.app.bytes, app, "."},
-        {bench.uninstaller.bytes, bench.macos() + "VELA-Uninstaller.app", "."}};
-    const std::uint64_t quarter = (bench.app.bytes + bench.uninstaller.bytes) / 4;
-    for (bool opened = true; opened;) {
-        opened = false;
-        for (auto it = items.begin(); it != items.end(); ++it) {
-            if (it->bytes <= quarter || !fs::is_directory(fs::symlink_status(it->source, ec))) {
-                continue;
-            }
-            const Item folder = *it;
-            items.erase(it);
-            const std::string destination =
-                folder.destination + "/" + fs::path(folder.source).filename().string();
-            for (const fs::directory_entry& entry : fs::directory_iterator(folder.source, ec)) {
-                const bool isFolder = entry.is_directory(ec) && !entry.is_symlink(ec);
-                items.push_back({isFolder ? measureTree(entry.path()).bytes
-                                          : (entry.is_symlink(ec) ? 0 : entry.file_size(ec)),
-                                 entry.path().string(), destination});
-            }
-            opened = true;
-            break;
-        }
-    }
-    std::sort(items.begin(), items.end(),
-              [](const Item& a, const Item& b) { return a.bytes > b.bytes; });
-    std::uint64_t weight[2] = {0, 0};
-    std::string script[2] = {"cd \"$1\"", "cd \"$1\""};
-    for (Item& item : items) {
-        if (item.source.rfind(app + "/", 0) == 0) {
-            item.source = alias + item.source.substr(app.size());
-        }
-        const int lighter = weight[0] <= weight[1] ? 0 : 1;
-        weight[lighter] += item.bytes;
-        script[lighter] += " && mkdir -p " + shellQuoted(item.destination) + " && cp -a " +
-                           shellQuoted(item.source) + " " + shellQuoted(item.destination + "/");
-    }
-    halves_ = {script[0], script[1]};
-}
-
-std::optional<CopyRound> CopyBench::round(int run) {
-    CopyRound times;
-    constexpr int kSteps = 5;
-    for (int step = 0; step < kSteps; ++step) {
-        bool done = true;
-        switch ((run + step) % kSteps) {
-            case 0:
-                done = (times.cpMs = timeCp(run).value_or(-1)) >= 0;
-                break;
-            case 1:
-                done = (times.cpHalvesMs = timeCpHalves(run).value_or(-1)) >= 0;
-                break;
-            case 2:
-                done = (times.install1Ms =
-                            timeFrontEnd(run, 1, &times.peakMemoryKiB).value_or(-1)) >= 0;
-                break;
-            case 3:
-                done = (times.install2Ms =
-                            timeFrontEnd(run, 2, &times.peakMemoryKiB).value_or(-1)) >= 0;
-                break;
-            default:
-                done = timeEngineCopy(run, &times);
-                break;
-        }
-        if (!done) {
+    fs::create_directories(base, ec);
+    std::vector<std::string> argv = {"/bin/cp", "-a", bench.apps() + "VELA.app",
+                                     bench.apps() + "VELA-Uninstaller.app", base};
+    std::map<std::string, std::string> environment;
+    if (contender == kDd) {
+        argv = {"/bin/dd",    "if=/dev/zero",      "of=" + base + "/dd",
+                "bs=8M",      "iflag=count_bytes", "count=" + std::to_string(bench.payload.bytes),
+                "conv=fsync", "status=none"};
+    } else if (contender != kCp) {
+        argv = {bench.cli, "--target", root};
+        environment = {{"HOME", base},
+                       {"VELA_MAIN_BUNDLE", bench.bundle},
+                       {"VELA_TARGET_ROOT", ""},
+                       {"VELA_COPY_WORKERS", contender == kInstall1 ? "1" : "2"}};
+        if (!makeTargetRoot(root)) {
             return std::nullopt;
         }
     }
-    return times;
-}
-
-std::optional<double> CopyBench::timeCp(int run) {
-    const std::string dest = bench_.work + "/cp-" + std::to_string(run);
-    std::error_code ec;
-    fs::create_directories(dest, ec);
-    bench_.settle();
-    const TimedRun cp = runTimed({"/bin/cp", "-a", bench_.macos() + "VELA.app",
-                                  bench_.macos() + "VELA-Uninstaller.app", dest + "/"});
-    const bool complete = bench_.holdsBothBundles(dest);
-    removeTree(dest);
-    if (cp.status != 0 || !complete) {
-        std::fprintf(stderr, "InstallBench: cp -a failed (status %d, complete %d): %s\n", cp.status,
-                     complete, cp.err.c_str());
-        return std::nullopt;
-    }
-    return cp.ms;
-}
-
-std::optional<double> CopyBench::timeCpHalves(int run) {
-    const std::string dest = bench_.work + "/halves-" + std::to_string(run);
-    std::error_code ec;
-    fs::create_directories(dest, ec);
-    bench_.settle();
+    settle(bench.apps(), bench.cold);
     const Clock::time_point begin = Clock::now();
-    std::vector<std::unique_ptr<test::Process>> halves;
-    for (const std::string& script : halves_) {
-        halves.push_back(std::make_unique<test::Process>(
-            std::vector<std::string>{"/bin/sh", "-c", script, "sh", dest}));
-    }
-    int status[2] = {0, 0};
-    for (std::size_t i = 0; i < halves.size(); ++i) {
-        status[i] = halves[i]->wait(30 * 60 * 1000);
-    }
-    const bool ok = status[0] == 0 && status[1] == 0;
-    const double ms = msBetween(begin, Clock::now());
-    const bool complete = bench_.holdsBothBundles(dest);
-    removeTree(dest);
-    if (!ok || !complete) {
-        std::fprintf(stderr, "InstallBench: cp -a in halves failed (%d, %d, complete %d): %s%s\n",
-                     status[0], status[1], complete, halves[0]->err().c_str(),
-                     halves[1]->err().c_str());
+    test::Process process(argv, environment);
+    const int status = process.wait(60 * 60 * 1000);
+    syncDisk(bench.work);
+    const double ms = msSince(begin);
+    const bool complete = contender == kDd ? fs::file_size(base + "/dd", ec) == bench.payload.bytes
+                          : contender == kCp ? bench.holdsPayload(base)
+                                             : bench.holdsPayload(bench.generation(root));
+    fs::remove_all(base, ec);
+    if (status != 0 || !complete) {
+        std::fprintf(stderr, "InstallBench: %s failed (status %d, complete %d): %s\n",
+                     argv[0].c_str(), status, complete, process.err().c_str());
         return std::nullopt;
+    }
+    if (contender == kInstall1 || contender == kInstall2) {
+        *peakKiB = std::max(*peakKiB, process.peakResidentSet());
     }
     return ms;
 }
 
-std::optional<double> CopyBench::timeFrontEnd(int run, int workers, long* peakMemoryKiB) {
-    const std::string base =
-        bench_.work + "/install-" + std::to_string(workers) + "-" + std::to_string(run);
-    const std::string root = base + "/root";
-    const std::string home = base + "/home";
-    if (!makeTargetRoot(root)) {
-        return std::nullopt;
-    }
-    std::error_code ec;
-    fs::create_directories(home, ec);
-    bench_.settle();
-    const TimedRun install =
-        runTimed({bench_.cli, "--target", root}, {{"HOME", home},
-                                                  {"VELA_MAIN_BUNDLE", bench_.bundle},
-                                                  {"VELA_TARGET_ROOT", ""},
-                                                  {"VELA_COPY_WORKERS", std::to_string(workers)}});
-    const bool complete =
-        bench_.holdsBothBundles(root + "/Applications/Quillmark/VELA-Ver" + bench_.version);
-    removeTree(base);
-    if (install.status != 0 || !complete) {
-        std::fprintf(stderr,
-                     "InstallBench: vela-device-install failed (status %d, complete %d):\n%s",
-                     install.status, complete, install.err.c_str());
-        return std::nullopt;
-    }
-    *peakMemoryKiB = std::max(*peakMemoryKiB, install.peakMemoryKiB);
-    return install.ms;
-}
+}  // namespace
 
-// The engine's copy routine on its own, on this thread: what the installation's copy costs
-// without the progress polls, and the ownership change that follows it.
-bool CopyBench::timeEngineCopy(int run, CopyRound* round) {
-    const std::string dest = bench_.work + "/engine-copy-" + std::to_string(run);
-    std::error_code ec;
-    fs::create_directories(dest, ec);
-    bench_.settle();
-    const Clock::time_point begin = Clock::now();
-    std::error_code copied =
-        FileCopyUtil::syncCopyAtPath(bench_.macos() + "VELA.app", dest + "/VELA.app");
-    if (!copied) {
-        copied = FileCopyUtil::syncCopyAtPath(bench_.macos() + "VELA-Uninstaller.app",
-                                              dest + "/VELA-Uninstaller.app");
+bool compareCopies(const Workbench& bench, int runs) {
+    std::printf("(a) %s: %s before every timed run\n", bench.cold ? "cold" : "warm",
+                bench.cold ? "page cache dropped" : "source read once, all written back");
+    std::fflush(stdout);
+    std::vector<double> ms[kContenders], oneToCp, twoToCp, twoToDd;
+    long peakKiB = 0;
+    for (int run = 0; run < runs; ++run) {
+        // Rotated, so that none always runs after the same other.
+        for (int step = 0; step < kContenders; ++step) {
+            const int contender = (run + step) % kContenders;
+            const std::optional<double> time = timeRun(bench, contender, run, &peakKiB);
+            if (!time) {
+                return false;
+            }
+            ms[contender].push_back(*time);
+        }
+        oneToCp.push_back(ms[kInstall1].back() / ms[kCp].back());
+        twoToCp.push_back(ms[kInstall2].back() / ms[kCp].back());
+        twoToDd.push_back(ms[kInstall2].back() / ms[kDd].back());
     }
-    const double copyMs = msBetween(begin, Clock::now());
-    const TimedRun chown = runTimed({"/bin/chown", "-R", "root:admin", dest});
-    const bool complete = bench_.holdsBothBundles(dest);
-    removeTree(dest);
-    if (copied || chown.status != 0 || !complete) {
-        std::fprintf(stderr, "InstallBench: engine copy failed (%s, chown status %d): %s\n",
-                     copied.message().c_str(), chown.status, chown.err.c_str());
-        return false;
+    for (int contender = 0; contender < kContenders; ++contender) {
+        printRow(kNames[contender], ms[contender], " %7.0f");
     }
-    round->engineCopyMs = copyMs;
-    round->chownMs = chown.ms;
+    printRow("install (1 worker) / cp", oneToCp, " %7.2f");
+    printRow("install (2 workers) / cp", twoToCp, " %7.2f");
+    printRow("install (2 workers) / dd", twoToDd, " %7.2f");
+    const double goal = bench.cold ? 0.95 : 0.80;
+    const double ratio = median(ms[kInstall2]) / median(ms[kCp]);
+    std::printf("  median install (2 workers) / median cp = %.2f   (goal <= %.2f: %s)\n", ratio,
+                goal, ratio <= goal ? "met" : "NOT MET");
+    std::printf("  median install (2 workers) / median dd = %.2f   (1: the disk's limit)\n",
+                median(ms[kInstall2]) / median(ms[kDd]));
+    std::printf("  peak memory of the front end: %.1f MiB   (goal < 64: %s)\n\n",
+                static_cast<double>(peakKiB) / 1024, peakKiB < 64 * 1024 ? "met" : "NOT MET");
     return true;
-}
-
-void CopyBench::report(const std::vector<CopyRound>& rounds, double goal) {
-    std::vector<double> cp, halves, install1, install2, ratio1, ratio2, engine, chown;
-    long peak = 0;
-    for (const CopyRound& r : rounds) {
-        cp.push_back(r.cpMs);
-        halves.push_back(r.cpHalvesMs);
-        install1.push_back(r.install1Ms);
-        install2.push_back(r.install2Ms);
-        ratio1.push_back(r.install1Ms / r.cpMs);
-        ratio2.push_back(r.install2Ms / r.cpMs);
-        engine.push_back(r.engineCopyMs);
-        chown.push_back(r.chownMs);
-        peak = std::max(peak, r.peakMemoryKiB);
-    }
-    std::vector<double> halvesRatio;
-    for (const CopyRound& r : rounds) {
-        halvesRatio.push_back(r.cpHalvesMs / r.cpMs);
-    }
-    printRow("cp -a VELA.app VELA-Uninstaller.app (ms)", cp, " %7.0f");
-    printRow("vela-device-install, 1 worker (ms)", install1, " %7.0f");
-    printRow("vela-device-install, 2 workers (ms)", install2, " %7.0f");
-    printRow("ratio install (1 worker) / cp", ratio1, " %7.3f");
-    printRow("ratio install (2 workers) / cp", ratio2, " %7.3f");
-    printRow("two cp -a side by side on halves (ms)", halves, " %7.0f");
-    printRow("ratio halves side by side / cp", halvesRatio, " %7.3f");
-    const double ratio1Median = median(install1) / median(cp);
-    const double ratio2Median = median(install2) / median(cp);
-    std::printf(
-        "  median install / median cp: 1 worker %.3f, 2 workers %.3f   (goal <= %.2f: "
-        "%s); two cp side by side %.3f\n",
-        ratio1Median, ratio2Median, goal, verdict(ratio2Median <= goal),
-        median(halves) / median(cp));
-    std::printf("  peak memory of the front end: %.1f MiB   (goal < 64: %s)\n",
-                static_cast<double>(peak) / 1024, verdict(peak < 64 * 1024));
-    std::printf("  where the difference goes:\n");
-    printRow("engine copy alone, no progress polls (ms)", engine, " %7.0f");
-    printRow("chown -R root:admin after it (ms)", chown, " %7.0f");
 }
 
 }  // namespace vela::bench

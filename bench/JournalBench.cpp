@@ -11,10 +11,10 @@
 #include "Const.h"
 #include "UndoRecord.h"
 
-namespace vela::bench {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace vela;
 
 void BM_JournalOfAnOverwrite(benchmark::State& state) {
     std::string work = (fs::current_path() / "journal-bench-XXXXXX").string();
@@ -43,6 +43,5 @@ void BM_JournalOfAnOverwrite(benchmark::State& state) {
 BENCHMARK(BM_JournalOfAnOverwrite)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
-}  // namespace vela::bench
 
 BENCHMARK_MAIN();

@@ -1,32 +1,11 @@
-// make-payload: writes a large application bundle for the installation benchmark.
+// make-payload: writes the benchmark's payload on its own, for measuring by hand.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "PayloadGenerator.h"
+#include "Payload.h"
 
 using namespace vela::bench;
-
-namespace {
-
-constexpr const char* kUsage =
-    "usage: make-payload [--size BYTES] [--files N] [--seed N] [--installer SRC.app] OUT\n"
-    "\n"
-    "Writes an application bundle OUT of BYTES in N regular files (default 1G, 20000): nested\n"
-    "frameworks and resource folders, a few large files and many small ones, random content.\n"
-    "BYTES takes the suffixes K, M, G (binary units).\n"
-    "With --installer, OUT becomes a copy of the installer bundle SRC.app whose\n"
-    "Contents/MacOS/VELA.app carries that payload. OUT must not exist in that case.\n";
-
-int usage(const char* problem) {
-    if (problem != nullptr) {
-        std::fprintf(stderr, "make-payload: %s\n", problem);
-    }
-    std::fputs(kUsage, problem != nullptr ? stderr : stdout);
-    return problem != nullptr ? 2 : 0;
-}
-
-}  // namespace
 
 int main(int argc, char* argv[]) {
     PayloadShape shape;
@@ -34,51 +13,36 @@ int main(int argc, char* argv[]) {
     std::string out;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == "--help" || arg == "-h") {
-            return usage(nullptr);
-        } else if (arg == "--size" && hasValue) {
-            if (!parseByteSize(argv[++i], &shape.totalBytes)) {
-                return usage("--size: not a byte count");
-            }
-        } else if (arg == "--files" && hasValue) {
-            char* end = nullptr;
-            long value = std::strtol(argv[++i], &end, 10);
-            if (*end != '\0' || value < 1 || value > 10000000) {
-                return usage("--files: not a count between 1 and 10000000");
-            }
-            shape.fileCount = static_cast<int>(value);
-        } else if (arg == "--seed" && hasValue) {
-            char* end = nullptr;
-            shape.seed = std::strtoull(argv[++i], &end, 10);
-            if (*end != '\0') {
-                return usage("--seed: not a number");
-            }
-        } else if (arg == "--installer" && hasValue) {
+        const char* value = i + 1 < argc ? argv[i + 1] : "";
+        if (arg == "--size" && parseBytes(value)) {
+            shape.bytes = *parseBytes(argv[++i]);
+        } else if (arg == "--files" && std::atoi(value) > 6) {
+            shape.files = std::atoi(argv[++i]);
+        } else if (arg == "--seed" && *value != '\0') {
+            shape.seed = std::strtoull(argv[++i], nullptr, 10);
+        } else if (arg == "--installer" && *value != '\0') {
             installer = argv[++i];
-        } else if (!arg.empty() && arg.front() == '-') {
-            return usage(("unknown option or missing value: " + arg).c_str());
-        } else if (out.empty()) {
+        } else if (out.empty() && !arg.empty() && arg.front() != '-') {
             out = arg;
         } else {
-            return usage(("unexpected argument: " + arg).c_str());
+            out.clear();
+            break;
         }
     }
     if (out.empty()) {
-        return usage("no output bundle given");
+        std::fputs(
+            "usage: make-payload [--size BYTES] [--files N] [--seed N] [--installer SRC.app] OUT\n"
+            "Writes an application-like tree of BYTES (1G; K, M, G suffixes) in N > 6 files\n"
+            "(20000) into OUT; with --installer, OUT is a copy of SRC.app whose VELA.app holds "
+            "it.\n",
+            stderr);
+        return 2;
     }
-
-    PayloadSummary summary;
-    std::string error;
-    const bool made = installer.empty()
-                          ? generatePayload(out, shape, &summary, &error)
-                          : makeInstallerWithPayload(installer, out, shape, &summary, &error);
-    if (!made) {
-        std::fprintf(stderr, "make-payload: %s\n", error.c_str());
+    const std::error_code ec =
+        installer.empty() ? makePayload(out, shape) : makeInstaller(installer, out, shape);
+    if (ec) {
+        std::fprintf(stderr, "make-payload: %s: %s\n", out.c_str(), ec.message().c_str());
         return 1;
     }
-    std::printf("%s: %llu bytes in %d files, %d directories, %d links\n", out.c_str(),
-                static_cast<unsigned long long>(summary.bytes), summary.files, summary.directories,
-                summary.links);
     return 0;
 }

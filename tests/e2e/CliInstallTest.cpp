@@ -307,20 +307,6 @@ TEST_F(Overwrite, WhatCannotBeMovedAsideStopsTheRunAndIsKept) {
     }
 }
 
-// Found by the dry run too, before anything changes.
-TEST_F(NewInstallation, AFileWhereTheDeviceDirectoryBelongsIsAFailure) {
-    writeFile(deviceDirectory(), "not a directory");
-    for (const char* mode : {"--dry-run", "--json"}) {
-        RunResult result = install({mode});
-        EXPECT_EQ(result.status, 1) << mode;
-        EXPECT_NE(result.err.find("MSG_E3001: non-directory item exists: " + deviceDirectory()),
-                  std::string::npos)
-            << result.err;
-    }
-    EXPECT_EQ(readFile(deviceDirectory()), "not a directory");
-    EXPECT_FALSE(exists(generation()));
-}
-
 // A special file in the payload cannot be copied: the failure is reported and undone at once,
 // before anything else can happen; nothing of the run stays.
 TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {

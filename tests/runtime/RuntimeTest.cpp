@@ -265,8 +265,6 @@ TEST(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOurs
     } rows[] = {
         {"/", [] { return Const::applicationDirectoryPathWithVersion(std::nullopt); },
          "/Applications/Quillmark/VELA-Ver/"},
-        {"/", &Const::getDeviceLicenseModeConfigPath,  // for the family's other programs
-         "/Library/Application Support/Quillmark/VELA/VELA-device/VELA-device.config.plist"},
         {"/", [] { return *Const::applicationUserAreaDirectoryPath(std::string("root")); },
          "/root/Library/Application Support/Quillmark/VELA"},
         {"/tmp/a root/", &Const::getDeviceLicenseModeDirectoryPath,
@@ -280,7 +278,7 @@ TEST(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOurs
         EXPECT_EQ(row.path(), row.expected) << "under " << row.root;
     }
 
-    // Listings keep prefixed generations only, and each user's configuration first.
+    // Listings keep prefixed generations only.
     test::TempInstallRoot root;
     Const::setTargetRoot(root.root());
     const std::string base = root.at("/Applications/Quillmark");
@@ -290,17 +288,6 @@ TEST(ConstTest, PathsFollowTheTargetRootWhateverItsFormAndListingsKeepWhatIsOurs
     std::vector<std::string> names = Const::applicationDirectoryPrefixEnumerate();
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"VELA-Ver.txt", "VELA-Ver1.0.0.old", "VELA-Ver2"}));
-
-    const std::string area = "/Library/Application Support/Quillmark/VELA/";
-    const std::string bob = root.at("/Users/bob" + area);
-    test::writeFile(bob + "VELA.font.plist", "");
-    test::writeFile(bob + "VELA.config.plist", "");
-    test::writeFile(root.at("/Users/Shared" + area + "VELA.font.plist"), "");
-    fs::create_directories(root.at("/Users/carol"));
-    std::vector<std::string> paths = Const::allUserDirectoryPlistPaths();
-    const std::string ours[] = {bob + "VELA.config.plist", bob + "VELA.font.plist"};
-    EXPECT_EQ(paths.size(), 3u);
-    EXPECT_NE(std::search(paths.begin(), paths.end(), ours, ours + 2), paths.end());
     Const::setTargetRoot("/");  // process-wide: the next tests expect the default
 }
 

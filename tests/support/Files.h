@@ -112,15 +112,4 @@ inline bool exists(const std::string& path) {
     return std::filesystem::exists(std::filesystem::symlink_status(path, ec));
 }
 
-/// Apparent bytes of the regular files below `root` (links not followed); 0 when it is missing.
-inline std::uintmax_t bytesBelow(const std::string& root) {
-    std::uintmax_t total = 0;
-    std::error_code ec;
-    for (std::filesystem::recursive_directory_iterator it(root, ec), end; !ec && it != end;
-         it.increment(ec)) {
-        total += it->is_regular_file(ec) && !it->is_symlink(ec) ? it->file_size(ec) : 0;
-    }
-    return total;
-}
-
 }  // namespace vela::test

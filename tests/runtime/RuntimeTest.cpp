@@ -20,6 +20,7 @@
 #include "Files.h"
 #include "Log.h"
 #include "LogReader.h"
+#include "SafeDirectory.h"
 #include "ScopedEnvironment.h"
 #include "ShellExecute.h"
 #include "ShellForm.h"
@@ -99,8 +100,9 @@ TEST(LogFile, OnlyTheFamilyWritesUnwritablePathsSayWhyOnceCreatedFoldersAreTheHo
     const std::string path = root.home() + "/Library/Logs/VELA-device-Installer.log";
     const std::string cannot = "message: the log file cannot be written: " + path;
     EXPECT_EQ(Log(std::string("VELA")).logFilePath(), root.home() + "/Library/Logs/VELA.log");
-    EXPECT_EQ(Log(std::string("VELA-Installer")).logFilePath(),
-              root.home() + "/Library/Logs/VELA-Installer.log");
+    std::error_code climbed;  // a walk below a trusted folder never leaves it
+    SafeDirectory::open(root.home(), "Library/../..", SafeDirectory::Missing::Fail, climbed);
+    EXPECT_EQ(climbed, std::errc::invalid_argument);
     const struct {
         const char* name;
         std::function<void()> plant;

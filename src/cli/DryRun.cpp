@@ -9,7 +9,6 @@
 #include "InstallationSteps.h"
 #include "InstallationView.h"
 #include "Log.h"
-#include "Payload.h"
 #include "Repair.h"
 #include "StartSteps.h"
 #include "UnattendedInstall.h"
@@ -33,9 +32,9 @@ int DryRun::exec() {
     const Bundle& bundle = Bundle::mainBundle();
     const std::string generation =
         Const::applicationDirectoryPathWithVersion(bundle.shortVersionString());
-    const Payload payload(bundle, generation);
-    record.bytes = payload.bytes();
-    record.files = payload.files();
+    const InstallationSteps steps(bundle, isOverwrite, generation);
+    record.bytes = steps.payload().bytes();
+    record.files = steps.payload().files();
     std::FILE* out = outcome_.humanOutput();
     std::fprintf(
         out, "Dry run: %s of VELA %s into %s\n", isOverwrite ? "overwrite" : "new installation",
@@ -47,7 +46,6 @@ int DryRun::exec() {
     if (foreseen == Repair::Outcome::Repaired) {
         plan.push_back({"repair", UndoRecord::journalPath(), repair});
     }
-    const InstallationSteps steps(bundle, isOverwrite, generation);
     for (const InstallationSteps::Action& action : steps.actions()) {
         plan.push_back(action);
     }

@@ -15,7 +15,6 @@
 #include "Const.h"
 #include "InstallationView.h"
 #include "Log.h"
-#include "Payload.h"
 #include "Repair.h"
 #include "StartSteps.h"
 #include "platform/CurrentUser.h"
@@ -170,6 +169,8 @@ void UnattendedInstall::onRunEnded() {
         std::fprintf(outcome_.humanOutput(), "Installed VELA %s: %s\n",
                      orNull(Const::getCurrentAppVersion()).c_str(),
                      Const::symbolicLinkPath().c_str());
+        outcome_.record().bytes = run_->steps().payload().bytes();
+        outcome_.record().files = run_->steps().payload().files();
         status = kExitInstalled;
     }
     outcome_.record().undone = status != kExitInstalled && run_->isUndone();

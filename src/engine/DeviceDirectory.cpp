@@ -13,14 +13,9 @@ namespace vela {
 bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) const {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
-    const EntryKind kind = entryKind(path);
-    if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
-        context_.performSegueToInstallFailure(
-            FailureCode::kInstallation,
-            stringWithFormat("non-directory item exists: %s", path.c_str()));
-        return false;
-    }
-    if (kind == EntryKind::Missing &&
+    // The step's check has refused anything but a folder at the name; one planted since is
+    // refused by the open below, which follows no link.
+    if (entryKind(path) == EntryKind::Missing &&
         !context_.recordStep(record, {UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}})) {
         return false;
     }

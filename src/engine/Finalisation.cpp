@@ -79,19 +79,17 @@ bool Finalisation::apply(InstallationSteps::Id id) const {
             return copyLogModeScripts(context_.destDirectoryPath());
         case Id::OwnGeneration:
             return ownGeneration();
-        case Id::StopApplication: {
+        case Id::StopApplication:
             context_.view().setCancelEnabled(false);
-            if (!terminateDesktopApplication()) {
-                return false;
-            }
+            return terminateDesktopApplication();
+        case Id::OfflineFlag: {
             // An overwrite keeps the administrator's flag, but only a plain file is one: a link
             // or anything else planted at its name is replaced, or the tree would not verify.
             const EntryKind flag = entryKind(Const::getDeviceOfflineFlagFilePath());
-            return flag == EntryKind::Missing || flag == EntryKind::File ||
+            return (context_.isOverwrite() &&
+                    (flag == EntryKind::Missing || flag == EntryKind::File)) ||
                    offlineFlag_.createDeviceOfflineFlagFile();
         }
-        case Id::OfflineFlag:
-            return offlineFlag_.createDeviceOfflineFlagFile();
         case Id::PointOfNoReturn:
             return context_.recordStep(record_, {UndoStep::PointOfNoReturn, {}, {}});
         case Id::Link:

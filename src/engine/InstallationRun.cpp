@@ -109,18 +109,10 @@ void InstallationRun::failAndUndo() {
 }
 
 // The destination must be a directory of this run's own: made here, where nothing was (or
-// where the previous generation was moved away from). Anything else at the name, a link above
-// all, is refused before anything is written through it.
+// where the previous generation was moved away from). The step's check has refused anything
+// else at the name; a link planted since is never followed by the open below.
 bool InstallationRun::prepareGeneration() {
     const std::string& destination = context_.destDirectoryPath();
-    const EntryKind kind = entryKind(destination);
-    if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
-        context_.performSegueToInstallFailure(
-            FailureCode::kInstallation,
-            stringWithFormat("installation failure: not a directory: %s (%s)", destination.c_str(),
-                             entryKindName(kind)));
-        return false;
-    }
     if (!context_.recordStep(record_, {UndoStep::CopyStarted, systemPathOf(destination), {}})) {
         return false;
     }

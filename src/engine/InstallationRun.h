@@ -43,6 +43,7 @@ public:
     float progress() const { return progress_; }
     const InstallationContext& context() const { return context_; }
     const UndoRecord& record() const { return record_; }
+    const InstallationSteps& steps() const { return steps_; }
     /// Why the undo of a cancelled or failed run stopped short (the journal keeps the rest).
     const std::optional<std::string>& undoFailure() const { return undoFailure_; }
     /// Whether the run changed the target and put everything back.

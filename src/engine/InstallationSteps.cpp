@@ -67,9 +67,11 @@ std::vector<Id> InstallationSteps::preparation() const {
 }
 
 std::vector<Id> InstallationSteps::finalisation() const {
-    std::vector<Id> steps = {Id::LogModeScripts, Id::OwnGeneration,
-                             isOverwrite_ ? Id::StopApplication : Id::OfflineFlag,
-                             Id::PointOfNoReturn};
+    std::vector<Id> steps = {Id::LogModeScripts, Id::OwnGeneration};
+    if (isOverwrite_) {
+        steps.push_back(Id::StopApplication);
+    }
+    steps.insert(steps.end(), {Id::OfflineFlag, Id::PointOfNoReturn});
     for (Id id : pastPointOfNoReturn()) {
         steps.push_back(id);
     }
@@ -110,7 +112,7 @@ std::optional<std::string> InstallationSteps::check(Id id) const {
                 return "installation failure: create directory: " + generation_ + " (" + *reason +
                        ")";
             }
-            return FreeSpace::check(Payload(bundle_, generation_));
+            return std::nullopt;
         }
         case Id::Link: {
             // A real folder where the link belongs is not the installer's to replace.
@@ -145,6 +147,12 @@ std::optional<std::string> InstallationSteps::preflight() const {
             if (std::optional<std::string> failure = check(id)) {
                 return failure;
             }
+            // The payload is measured against the volume once, here, not at each take.
+            if (id == Id::Generation) {
+                if (std::optional<std::string> shortfall = FreeSpace::check(payload())) {
+                    return shortfall;
+                }
+            }
         }
     }
     return std::nullopt;
@@ -173,6 +181,13 @@ std::vector<InstallationSteps::Action> InstallationSteps::actions() const {
     }
     plan.push_back({"reload", Const::applicationLaunchAgentPlistPath(), "launchctl unload, load"});
     return plan;
+}
+
+const Payload& InstallationSteps::payload() const {
+    if (!payload_) {
+        payload_.emplace(bundle_, generation_);
+    }
+    return *payload_;
 }
 
 std::vector<std::string> InstallationSteps::runningApplications() {
@@ -231,8 +246,7 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
                 {"copy", HelpFile::destinationPath(), "help file, root:admin -rw-rw-r--"});
             break;
         case Id::Generation: {
-            const Payload payload(bundle_, generation_);
-            for (const Payload::Item& item : payload.items()) {
+            for (const Payload::Item& item : payload().items()) {
                 if (item.source && item.target.starts_with(generation_)) {
                     plan.push_back({"copy", item.target, sizeText(item.bytes, item.files)});
                 }
@@ -247,10 +261,18 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
                 plan.push_back({"stop", process, "SIGTERM, then SIGKILL after one second"});
             }
             break;
-        case Id::OfflineFlag:
-            plan.push_back(
-                {"create", Const::getDeviceOfflineFlagFilePath(), "root:admin -rw-rw-r--"});
+        case Id::OfflineFlag: {
+            const std::string flag = Const::getDeviceOfflineFlagFilePath();
+            const EntryKind kind = entryKind(flag);
+            if (!isOverwrite_) {
+                plan.push_back({"create", flag, "root:admin -rw-rw-r--"});
+            } else if (kind != EntryKind::Missing && kind != EntryKind::File) {
+                plan.push_back(
+                    {"replace", flag,
+                     std::string(entryKindName(kind)) + " there, root:admin -rw-rw-r--"});
+            }
             break;
+        }
         case Id::Link:
             plan.push_back(
                 {"link", Const::symbolicLinkPath(),

@@ -7,6 +7,7 @@
 
 #include "Bundle.h"
 #include "InstallationContext.h"
+#include "Payload.h"
 
 namespace vela {
 
@@ -28,7 +29,7 @@ public:
         LogModeScripts,
         OwnGeneration,
         StopApplication,  ///< overwrite
-        OfflineFlag,      ///< new installation
+        OfflineFlag,      ///< created; an overwrite keeps the administrator's plain file
         PointOfNoReturn,
         Link,  ///< switched before anything it pointed to is removed
         RemoveOtherGenerations,
@@ -57,6 +58,9 @@ public:
     std::optional<std::string> preflight() const;
     /// What every step would change, in order.
     std::vector<Action> actions() const;
+    /// The bundle's payload for this generation, measured the first time it is asked for: the
+    /// measure walks every file, so the free-space check, the plan and the record share one.
+    const Payload& payload() const;
 
     /// Takes `ids` in order: each step's check (a failure is reported through `context`), then
     /// `apply` (which reports its own). False at the first failure; nothing after it is taken.
@@ -73,6 +77,7 @@ private:
     const Bundle& bundle_;
     bool isOverwrite_;
     std::string generation_;
+    mutable std::optional<Payload> payload_;
 };
 
 }  // namespace vela

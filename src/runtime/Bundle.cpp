@@ -1,17 +1,12 @@
 #include "Bundle.h"
 
-#include <fcntl.h>
 #include <plist/plist.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 #include "Const.h"
-#include "UniqueFd.h"
+#include "SafeFiles.h"
 #include "platform/ExecutablePath.h"
 
 namespace vela {
@@ -20,39 +15,22 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Reads the file through a descriptor that neither follows a link nor waits on a FIFO; `error`
-// says why there is nothing to read ("is a directory", ...).
+// The file's bytes; `error` says in a few words why there are none to read.
 std::string readPlainFile(const std::string& file, std::string& error) {
-    const UniqueFd fd(::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!fd.valid() || ::fstat(fd.get(), &info) != 0) {
-        error = errno == ELOOP ? "is a symbolic link" : std::strerror(errno);
-        return {};
-    }
     std::string data;
-    if (!S_ISREG(info.st_mode)) {
-        error = S_ISDIR(info.st_mode) ? "is a folder, not a file" : "is not a regular file";
-    } else if (info.st_size > (1 << 20)) {
+    const std::error_code ec = readRegularFile(file, data);
+    if (ec == std::errc::too_many_symbolic_link_levels) {
+        error = "is a symbolic link";
+    } else if (ec == std::errc::is_a_directory) {
+        error = "is a folder, not a file";
+    } else if (ec == Refusal::NotRegularFile) {
+        error = "is not a regular file";
+    } else if (ec == std::errc::file_too_large) {
         error = "is larger than 1 MiB";
-    } else {
-        char buffer[8192];
-        for (;;) {
-            const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
-            if (n < 0 && errno == EINTR) {
-                continue;
-            }
-            if (n < 0) {
-                error = std::strerror(errno);
-                data.clear();
-                break;
-            }
-            if (n == 0) {
-                break;
-            }
-            data.append(buffer, static_cast<std::size_t>(n));
-        }
+    } else if (ec) {
+        error = ec.message();
     }
-    return data;
+    return ec ? std::string() : data;
 }
 
 std::map<std::string, std::string> readStringsOfInfoPlist(const std::string& file,

@@ -101,8 +101,14 @@ std::error_code openRegularFile(const std::string& path, off_t limit, UniqueFd& 
     if (!file.valid() || ::fstat(file.get(), &info) != 0) {
         return lastError();
     }
-    if (!S_ISREG(info.st_mode) || info.st_size > limit) {
-        return std::make_error_code(std::errc::invalid_argument);
+    if (S_ISDIR(info.st_mode)) {
+        return std::make_error_code(std::errc::is_a_directory);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return Refusal::NotRegularFile;
+    }
+    if (info.st_size > limit) {
+        return std::make_error_code(std::errc::file_too_large);
     }
     out = std::move(file);
     return {};

@@ -107,7 +107,9 @@ void removeTemporariesOf(const std::string& path);
 std::error_code copyFileAtomically(const std::string& source, int dirFd, const std::string& name,
                                    const Ownership& ownership);
 
-/// Reads a regular file that is not a link; at most `limit` bytes.
+/// Reads a regular file that is not a link, never waiting on a FIFO; at most `limit` bytes.
+/// ELOOP for a link, EISDIR for a folder, `Refusal::NotRegularFile` for anything else that is
+/// not a file, EFBIG above the limit.
 std::error_code readRegularFile(const std::string& path, std::string& contents,
                                 std::size_t limit = 1 << 20);
 

@@ -264,13 +264,16 @@ TEST_F(Faults, AHostileBundleIsRefusedBeforeAnythingChanges) {
         const char* name;
         std::string script;  // run by /bin/sh in the bundle copy
         std::string said;
+        std::string version = {};  // the bundle's, when there is no script
     } rows[] = {
-        {"a version reaching the victim", "", "../../../../../victimX" + notPlain},
-        {"a version with a slash", "", "1.2/3" + notPlain},
-        {"an empty version", "", "CFBundleShortVersionString \"" + notPlain},
-        {"a very long version", "", std::string(64, '1') + "..." + notPlain},
-        {"a version not in UTF-8", "", "1.\\xff\\xfe" + notPlain},
-        {"a version the installer moves generations aside as", "", "1.2.3.OLD" + notPlain},
+        {"a version reaching the victim", "", "../../../../../victimX" + notPlain,
+         "../../../../../victimX"},
+        {"a version with a slash", "", "1.2/3" + notPlain, "1.2/3"},
+        {"an empty version", "", "CFBundleShortVersionString \"" + notPlain, ""},
+        {"a very long version", "", std::string(64, '1') + "..." + notPlain, std::string(300, '1')},
+        {"a version not in UTF-8", "", "1.\\xff\\xfe" + notPlain, "1.\xff\xfe"},
+        {"a version the installer moves generations aside as", "", "1.2.3.OLD" + notPlain,
+         "1.2.3.OLD"},
         {"no Info.plist", "rm " + plist, plist + ": No such file or directory"},
         {"a malformed Info.plist", "echo '<plist><dict><key>' >" + plist,
          plist + ": is not a property list of keys and values"},
@@ -295,11 +298,7 @@ TEST_F(Faults, AHostileBundleIsRefusedBeforeAnythingChanges) {
         fs::remove_all(root.base() + "/Installer Copy.app");
         useBundleCopy();
         if (row.script.empty()) {
-            const std::size_t quote = row.said.find(notPlain);
-            std::string version = row.said.substr(0, quote);
-            version = version.substr(version.rfind('"') + 1);
-            version = version == "1.\\xff\\xfe" ? "1.\xff\xfe" : version;
-            setVersion(bundle, version.ends_with("...") ? std::string(300, '1') : version);
+            setVersion(bundle, row.version);
         }
         const RunResult planted =
             run({"/bin/sh", "-c", "set -e\ncd \"$1\"\n" + row.script, "plant", bundle},

@@ -115,6 +115,7 @@ TEST_F(NewInstallation, InstallsEverythingThatVerifyThenFindsIntactOrDamaged) {
          "[INFO] Created completely offline flag file for the device license mode: ",
          "[INFO] installer created link to applications: ", "[INFO] End Installation process",
          "[INFO] Launch desktop application"}));
+    EXPECT_EQ(countOf(log.messages(), "Free space check: "), 1) << "it walks the whole payload";
     // The admin-writable device directory is never re-owned recursively: a hard link planted in
     // it would hand its target to root:admin.
     EXPECT_FALSE(log.contains("chown -R root:admin " + root.base() +

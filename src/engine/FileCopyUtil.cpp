@@ -4,7 +4,9 @@
 #include <system_error>
 #include <thread>
 
+#include "Const.h"
 #include "MainQueue.h"
+#include "SafeDirectory.h"
 #include "TreeCopy.h"
 
 namespace vela {
@@ -18,9 +20,17 @@ namespace {
 constexpr int kProgressPollIntervalMs = 40;
 constexpr int kStartDelayMs = 100;
 
-bool itemExists(const std::string& path) {
+// Removes whatever stands at `target` from its folder, reached from the target's /Applications
+// without following a link: a link there goes itself, and nothing outside the folder is reached.
+// A missing folder has nothing to clear.
+std::error_code clearTarget(const std::string& target) {
     std::error_code ec;
-    return fs::exists(fs::symlink_status(path, ec));
+    const SafeDirectory folder = SafeDirectory::openParent(
+        Const::underTargetRoot("/Applications"), target, SafeDirectory::Missing::Fail, ec);
+    if (ec) {
+        return ec == std::errc::no_such_file_or_directory ? std::error_code() : ec;
+    }
+    return removeTreeAt(folder.fd(), fs::path(target).filename().string());
 }
 
 }  // namespace
@@ -42,10 +52,6 @@ void FileCopyUtil::copyFileAtPath(const std::optional<std::string>& source,
     sourceMeasured_ = false;
     sourceBytes_ = 0;
     copiedBytes_ = 0;
-    std::error_code ec;
-    if (itemExists(target)) {
-        fs::remove_all(target, ec);
-    }
     stopRequested_ = false;
     copyEnded_ = false;
     {
@@ -100,23 +106,16 @@ void FileCopyUtil::startCopy() {
     std::optional<std::string> source = sourcePath_;
     std::string target = targetPath_;
     auto work = [this, source, target] {
-        std::error_code error;
-        std::error_code ec;
-        if (itemExists(target)) {
-            fs::remove_all(target, ec);
-            error = ec;
+        // Cannot clear the target: nothing is copied and the removal's error is reported, so the
+        // run ends with a failure instead of waiting for ever.
+        std::error_code error = clearTarget(target);
+        if (!error) {
+            fs::create_directories(fs::path(target).parent_path(), error);
         }
-        if (itemExists(target)) {
-            // Cannot clear the target: nothing is copied and the removal's error is reported,
-            // so the run ends with a failure instead of waiting for ever.
-            if (!error) {
-                error = std::make_error_code(std::errc::file_exists);
-            }
-        } else if (fs::create_directories(fs::path(target).parent_path(), ec); ec) {
-            error = ec;
-        } else if (!source) {
+        if (!error && !source) {
             error = std::make_error_code(std::errc::no_such_file_or_directory);
-        } else {
+        }
+        if (!error) {
             TreeCopy copy(stopRequested_, copiedBytes_, TreeCopy::workerCount());
             error = copy.run(*source, target, [this](std::uint64_t total) {
                 sourceBytes_ = total;
@@ -154,12 +153,8 @@ void FileCopyUtil::finishWorker() {
 
 std::error_code FileCopyUtil::syncCopyAtPath(const std::optional<std::string>& source,
                                              const std::string& target) {
-    std::error_code ec;
-    if (itemExists(target)) {
-        fs::remove_all(target, ec);
-    }
-    if (itemExists(target)) {
-        return ec ? ec : std::make_error_code(std::errc::file_exists);
+    if (std::error_code ec = clearTarget(target)) {
+        return ec;
     }
     if (!source) {
         return std::make_error_code(std::errc::no_such_file_or_directory);

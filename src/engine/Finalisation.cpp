@@ -85,10 +85,19 @@ bool Finalisation::apply(InstallationSteps::Id id) const {
         case Id::OfflineFlag: {
             // An overwrite keeps the administrator's flag, but only a plain file is one: a link
             // or anything else planted at its name is replaced, or the tree would not verify.
-            const EntryKind flag = entryKind(Const::getDeviceOfflineFlagFilePath());
-            return (context_.isOverwrite() &&
-                    (flag == EntryKind::Missing || flag == EntryKind::File)) ||
-                   offlineFlag_.createDeviceOfflineFlagFile();
+            const std::string path = Const::getDeviceOfflineFlagFilePath();
+            const EntryKind flag = entryKind(path);
+            if (context_.isOverwrite() && (flag == EntryKind::Missing || flag == EntryKind::File)) {
+                return true;
+            }
+            // A flag made here goes again on undo, unless the whole device directory does.
+            if (flag == EntryKind::Missing &&
+                record_.find(UndoStep::DeviceDirectoryCreated) == nullptr &&
+                !context_.recordStep(record_,
+                                     {UndoStep::OfflineFlagCreated, systemPathOf(path), {}})) {
+                return false;
+            }
+            return offlineFlag_.createDeviceOfflineFlagFile();
         }
         case Id::PointOfNoReturn:
             return context_.recordStep(record_, {UndoStep::PointOfNoReturn, {}, {}});

@@ -1,11 +1,17 @@
 #include "HelpFile.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
 #include "Log.h"
 #include "SafeFiles.h"
-#include "ShellForm.h"
 #include "SystemPath.h"
 
 namespace vela {
@@ -16,6 +22,51 @@ std::string HelpFile::destinationPath() {
 
 std::string HelpFile::backupPath() {
     return destinationPath() + ".old";
+}
+
+namespace {
+
+// The device directory, reached from /Library without following a link: it is the group
+// admin's to write in, so every name in it is handled through this descriptor.
+std::error_code openDeviceDirectory(bool create, UniqueFd& out) {
+    const std::string library = Const::underTargetRoot("/Library");
+    const std::string device = Const::getDeviceLicenseModeDirectoryPath();
+    if (create) {
+        return openOwnedDirectory(library, device, rootAdmin(0775), out);
+    }
+    return openDirectoryBelow(library, device.substr(withoutTrailingSlashes(library).size()), {},
+                              out);
+}
+
+// What stands at `name` in `directory`, without following a link.
+EntryKind kindAt(int directory, const std::string& name) {
+    struct stat info {};
+    if (::fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+        return EntryKind::Missing;
+    }
+    return S_ISDIR(info.st_mode)   ? EntryKind::Directory
+           : S_ISLNK(info.st_mode) ? EntryKind::Link
+           : S_ISREG(info.st_mode) ? EntryKind::File
+                                   : EntryKind::Other;
+}
+
+std::string lastError() {
+    return std::strerror(errno);
+}
+
+}  // namespace
+
+std::optional<std::string> HelpFile::check() {
+    // Neither name is ever a folder of the installer's: one there is somebody else's, which a
+    // move would bury and an undo would put in the document's place.
+    if (entryKind(backupPath()) == EntryKind::Directory) {
+        return "installation failure: removing old renamed help file : " + backupPath() +
+               " (a directory)";
+    }
+    if (entryKind(destinationPath()) == EntryKind::Directory) {
+        return "installation failure: renaming help file : " + destinationPath() + " (a directory)";
+    }
+    return std::nullopt;
 }
 
 bool HelpFile::copyHelpFile(UndoRecord& record) const {
@@ -36,37 +87,41 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         DTrace("end");
         return false;
     }
-    if (entryKind(backup) != EntryKind::Missing) {
-        DTraceRemoval("-f", backup);
-        if (entryKind(backup) != EntryKind::Missing) {
-            return fail(stringWithFormat(
-                "installation failure: removing old renamed help file : %s", backup.c_str()));
+    UniqueFd directory;
+    if (std::error_code ec = openDeviceDirectory(true, directory)) {
+        return fail(stringWithFormat("installation failure: copy help file: %s (%s)",
+                                     destination.c_str(), ec.message().c_str()));
+    }
+    const std::string name = nameOf(destination);
+    const std::string backupName = nameOf(backup);
+    if (kindAt(directory.get(), backupName) != EntryKind::Missing) {
+        DTrace("remove %s", backup.c_str());
+        if (::unlinkat(directory.get(), backupName.c_str(), 0) != 0) {
+            return fail(
+                stringWithFormat("installation failure: removing old renamed help file : %s (%s)",
+                                 backup.c_str(), lastError().c_str()));
         }
         ILog("removed renamed old help file: %s", backup.c_str());
     }
-    if (entryKind(destination) != EntryKind::Missing) {
-        DTraceExecute("mv " + shellForm(destination) + " " + shellForm(backup));
-        if (entryKind(backup) == EntryKind::Missing) {
-            return fail(stringWithFormat("installation failure: renaming help file : %s",
-                                         destination.c_str()));
+    if (kindAt(directory.get(), name) != EntryKind::Missing) {
+        DTrace("rename %s to %s", destination.c_str(), backup.c_str());
+        // A folder is never moved: renameat refuses to put one where a file stood.
+        if (kindAt(directory.get(), name) == EntryKind::Directory ||
+            ::renameat(directory.get(), name.c_str(), directory.get(), backupName.c_str()) != 0) {
+            return fail(stringWithFormat("installation failure: renaming help file : %s (%s)",
+                                         destination.c_str(), lastError().c_str()));
         }
         ILog("renamed help file: %s", destination.c_str());
     }
     ILog("Copy %s to %s", orNull(source).c_str(), destination.c_str());
     // A new file, created where nothing is, owner and mode set on its descriptor: whatever
     // somebody in the group admin put at the name meanwhile is replaced, never followed.
-    UniqueFd directory;
-    std::error_code ec =
-        openOwnedDirectory(Const::underTargetRoot("/Library"),
-                           Const::getDeviceLicenseModeDirectoryPath(), rootAdmin(0775), directory);
-    if (!ec) {
-        ec = source ? copyFileAtomically(*source, directory.get(), nameOf(destination),
-                                         rootAdmin(0664))
-                    : std::make_error_code(std::errc::no_such_file_or_directory);
-    }
+    std::error_code ec = source
+                             ? copyFileAtomically(*source, directory.get(), name, rootAdmin(0664))
+                             : std::make_error_code(std::errc::no_such_file_or_directory);
     if (ec) {
-        return fail(
-            stringWithFormat("installation failure: copy help file: %s", destination.c_str()));
+        return fail(stringWithFormat("installation failure: copy help file: %s (%s)",
+                                     destination.c_str(), ec.message().c_str()));
     }
     ILog("Copy help file of the device license mode: %s", destination.c_str());
     DTrace("set root:admin 664 on %s", destination.c_str());
@@ -74,25 +129,42 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
     return true;
 }
 
-std::optional<std::string> HelpFile::revertHelpFile() {
+std::optional<std::string> HelpFile::revertHelpFile(bool movedAside) {
     DTrace("start");
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
+    UniqueFd directory;
+    std::error_code ec = openDeviceDirectory(false, directory);
+    if (ec == std::errc::no_such_file_or_directory) {
+        DTrace("end");
+        return std::nullopt;  // nothing of it is left to revert
+    }
+    auto failure = [](const std::string& left, const std::string& reason) {
+        DTrace("end");
+        return "cannot revert the help file " + left + ": " + reason;
+    };
+    if (ec) {
+        return failure(destination, ec.message());
+    }
+    const std::string name = nameOf(destination);
     ILog("Remove copied help file of the device license mode: %s", destination.c_str());
-    std::string said = DTraceExecute(removalCommand("-f", destination));
-    std::string left = destination;
-    if (entryKind(backup) != EntryKind::Missing) {
+    if (::unlinkat(directory.get(), name.c_str(), 0) != 0 && errno != ENOENT) {
+        return failure(destination, lastError());
+    }
+    // Only what this run moved aside goes back: a file or a link, never a folder.
+    const EntryKind kept = kindAt(directory.get(), nameOf(backup));
+    if (movedAside && kept != EntryKind::Missing && kept != EntryKind::Directory) {
         ILog("Revert help file of the device license mode: %s", destination.c_str());
-        said = DTraceExecute("mv -f " + shellForm(backup) + " " + shellForm(destination));
-        left = backup;
+        if (::renameat(directory.get(), nameOf(backup).c_str(), directory.get(), name.c_str()) !=
+            0) {
+            return failure(backup, lastError());
+        }
+        if (::fsync(directory.get()) != 0) {
+            return failure(destination, lastError());
+        }
     }
     DTrace("end");
-    if (entryKind(left) == EntryKind::Missing) {
-        return std::nullopt;
-    }
-    said = trimmingNewlines(said);
-    return "cannot revert the help file " + left + ": " +
-           (said.empty() ? "it is still there" : said);
+    return std::nullopt;
 }
 
 }  // namespace vela

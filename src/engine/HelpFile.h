@@ -19,9 +19,11 @@ public:
     /// first unless `record` already removes the whole directory on undo. False after reporting
     /// the failure.
     bool copyHelpFile(UndoRecord& record) const;
-    /// Removes the copied file and moves the backup back, if there is one; why not, when the
-    /// backup is still there afterwards (or, without one, the copied file).
-    static std::optional<std::string> revertHelpFile();
+    /// Removes the copied file and, when the run moved the previous one aside (`movedAside`),
+    /// moves that back, a file or a link but never a folder; why not, when either fails.
+    static std::optional<std::string> revertHelpFile(bool movedAside);
+    /// What would make the change fail: a folder at either name. Reads only.
+    static std::optional<std::string> check();
 
     static std::string destinationPath();
     static std::string backupPath();

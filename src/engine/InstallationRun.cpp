@@ -1,6 +1,11 @@
 #include "InstallationRun.h"
 
-#include <filesystem>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include "Commands.h"
 #include "Const.h"
@@ -11,8 +16,6 @@
 #include "SystemPath.h"
 
 namespace vela {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -170,16 +173,50 @@ bool InstallationRun::moveSameVersionAside() {
 }
 
 void InstallationRun::removeStaleUserConfiguration() const {
+    const std::string users = Const::underTargetRoot("/Users");
     std::vector<std::string> paths = Const::allUserDirectoryPlistPaths();
     ILog("Configuration file counts = %d", static_cast<int>(paths.size()));
     for (const std::string& path : paths) {
         ILog("Searching plist: %s", path.c_str());
-        if (fileExistsAtPath(path)) {
-            ILog("Found plist and removing: %s", path.c_str());
-            std::error_code ignored;
-            fs::remove(path, ignored);
+        if (std::optional<std::string> reason = removeUserFile(users, path)) {
+            ILog("Left alone: %s (%s)", path.c_str(), reason->c_str());
         }
     }
+}
+
+// A user owns everything below their home and may have put a link anywhere on the way: the
+// folder is reached from /Users one component at a time, never through a link, and only a
+// plain file found there is removed. Why the file was left, when it was.
+std::optional<std::string> InstallationRun::removeUserFile(const std::string& users,
+                                                           const std::string& path) {
+    const std::string folder = parentOf(path);
+    UniqueFd directory;
+    DirectoryWalk walk;
+    walk.explain = true;
+    std::error_code ec =
+        folder.starts_with(users + "/")
+            ? openDirectoryBelow(users, folder.substr(users.size() + 1), walk, directory)
+            : std::make_error_code(std::errc::invalid_argument);
+    struct stat info {};
+    if (!ec && ::fstatat(directory.get(), nameOf(path).c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+        ec = {errno, std::generic_category()};
+    }
+    if (ec == std::errc::no_such_file_or_directory) {
+        return std::nullopt;  // gone meanwhile
+    }
+    if (ec) {
+        return folder + ": " + ec.message();
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return S_ISLNK(info.st_mode)   ? "a symbolic link"
+               : S_ISDIR(info.st_mode) ? "a directory"
+                                       : "not a regular file";
+    }
+    ILog("Found plist and removing: %s", path.c_str());
+    if (::unlinkat(directory.get(), nameOf(path).c_str(), 0) != 0) {
+        return std::strerror(errno);
+    }
+    return std::nullopt;
 }
 
 void InstallationRun::cancelButtonClicked() {

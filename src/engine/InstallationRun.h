@@ -62,6 +62,8 @@ private:
     bool prepareGeneration();
     void failAndUndo();
     void removeStaleUserConfiguration() const;
+    static std::optional<std::string> removeUserFile(const std::string& users,
+                                                     const std::string& path);
     void copyUninstaller();
     void endRun();
     void finishRecord();

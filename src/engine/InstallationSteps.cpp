@@ -114,6 +114,8 @@ std::optional<std::string> InstallationSteps::check(Id id) const {
             }
             return std::nullopt;
         }
+        case Id::HelpFile:
+            return HelpFile::check();
         case Id::Link: {
             // A real folder where the link belongs is not the installer's to replace.
             const std::string link = Const::symbolicLinkPath();

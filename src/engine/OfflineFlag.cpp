@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
@@ -69,6 +71,30 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
                          access.c_str()));
     DTrace("end");
     return false;
+}
+
+std::optional<std::string> OfflineFlag::removeDeviceOfflineFlagFile() {
+    const std::string path = Const::getDeviceOfflineFlagFilePath();
+    const std::string library = Const::underTargetRoot("/Library");
+    UniqueFd directory;
+    std::error_code ec = openDirectoryBelow(
+        library, parentOf(path).substr(withoutTrailingSlashes(library).size()), {}, directory);
+    struct stat info {};
+    if (!ec && ::fstatat(directory.get(), nameOf(path).c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+        ec = {errno, std::generic_category()};
+    }
+    if (ec == std::errc::no_such_file_or_directory || (!ec && !S_ISREG(info.st_mode))) {
+        return std::nullopt;
+    }
+    ILog("Remove offline flag file for the device license mode: %s", path.c_str());
+    if (!ec && (::unlinkat(directory.get(), nameOf(path).c_str(), 0) != 0 ||
+                ::fsync(directory.get()) != 0)) {
+        ec = {errno, std::generic_category()};
+    }
+    if (ec) {
+        return "cannot remove " + path + ": " + ec.message();
+    }
+    return std::nullopt;
 }
 
 }  // namespace vela

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "InstallationContext.h"
 
 namespace vela {
@@ -13,6 +16,9 @@ public:
     /// or anything else at the name is replaced), sets root:admin 664 on its descriptor and
     /// reads it back. False after reporting the failure.
     bool createDeviceOfflineFlagFile() const;
+    /// The undo of a flag this run created: a plain file at the name goes, anything else is
+    /// not the run's and stays. Why not, when it could not.
+    static std::optional<std::string> removeDeviceOfflineFlagFile();
 
 private:
     const InstallationContext& context_;

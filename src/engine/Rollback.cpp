@@ -9,6 +9,7 @@
 #include "InstallationView.h"
 #include "Log.h"
 #include "MainQueue.h"
+#include "OfflineFlag.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
 
@@ -69,7 +70,9 @@ std::optional<std::string> Rollback::undoRecorded(bool cancelRoad) const {
         if (std::optional<std::string> failure = undo(entry)) {
             return "the undo failed: " + *failure;
         }
-        record_.dropLast();
+        if (std::string error; !record_.dropLast(&error)) {
+            return "the undo failed: " + error;
+        }
     }
     announce();
     if (cancelRoad && record_.isOverwrite() && !movedAside) {
@@ -89,21 +92,37 @@ std::optional<std::string> Rollback::undoRecorded(bool cancelRoad) const {
 std::optional<std::string> Rollback::undo(const UndoEntry& entry) const {
     const std::string path = Const::underTargetRoot(entry.path);
     switch (entry.step) {
-        case UndoStep::CopyStarted:
+        case UndoStep::CopyStarted: {
+            // The name holds this run's half copy only while the previous generation is still
+            // aside; once that is back in its place, the name is the previous version's.
+            const UndoEntry* aside = record_.find(UndoStep::MovedAside);
+            if (aside != nullptr && aside->path == entry.path &&
+                entryKind(Const::underTargetRoot(aside->backup)) == EntryKind::Missing) {
+                ILog("Kept %s: the previous generation is back in its place", path.c_str());
+                return std::nullopt;
+            }
             ILog("Remove application module: %s", path.c_str());
             return removeEntryTraced(__PRETTY_FUNCTION__, path);
+        }
         case UndoStep::MovedAside:
             return renameDirectoryAtPath(Const::underTargetRoot(entry.backup), path);
-        case UndoStep::HelpFileReplaced:
+        case UndoStep::HelpFileReplaced: {
             // A previous file that is no longer at its backup was never moved there, or has been
-            // put back already: the file at the name is that previous one and stays.
+            // put back already: the file at the name is that previous one and stays. A folder
+            // there was never the run's to move.
+            const EntryKind kept = entry.backup.empty()
+                                       ? EntryKind::Missing
+                                       : entryKind(Const::underTargetRoot(entry.backup));
             if (entry.backup.empty() ||
-                entryKind(Const::underTargetRoot(entry.backup)) != EntryKind::Missing) {
-                return HelpFile::revertHelpFile();
+                (kept != EntryKind::Missing && kept != EntryKind::Directory)) {
+                return HelpFile::revertHelpFile(!entry.backup.empty());
             }
             return std::nullopt;
+        }
         case UndoStep::DeviceDirectoryCreated:
             return DeviceDirectory::removeDirectoryDeviceLicenseConfig();
+        case UndoStep::OfflineFlagCreated:
+            return OfflineFlag::removeDeviceOfflineFlagFile();
         case UndoStep::PointOfNoReturn:
             return std::nullopt;
     }

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -30,6 +32,7 @@ constexpr StepName kStepNames[] = {
     {UndoStep::CopyStarted, "copyStarted"},
     {UndoStep::DeviceDirectoryCreated, "deviceDirectoryCreated"},
     {UndoStep::HelpFileReplaced, "helpFileReplaced"},
+    {UndoStep::OfflineFlagCreated, "offlineFlagCreated"},
     {UndoStep::PointOfNoReturn, "pointOfNoReturn"},
 };
 
@@ -64,7 +67,8 @@ bool isGenerationPath(const std::string& path) {
 // The paths of the shared device files, as the installed system sees them.
 std::vector<std::string> deviceFilePaths() {
     return {systemPathOf(Const::getDeviceLicenseModeDirectoryPath()),
-            systemPathOf(HelpFile::destinationPath()), systemPathOf(HelpFile::backupPath())};
+            systemPathOf(HelpFile::destinationPath()), systemPathOf(HelpFile::backupPath()),
+            systemPathOf(Const::getDeviceOfflineFlagFilePath())};
 }
 
 }  // namespace
@@ -116,11 +120,18 @@ bool UndoRecord::append(UndoEntry entry, std::string* error) {
     return false;
 }
 
-void UndoRecord::dropLast() {
-    if (!entries_.empty()) {
-        entries_.pop_back();
-        write(nullptr);
+bool UndoRecord::dropLast(std::string* error) {
+    if (entries_.empty()) {
+        return true;
     }
+    UndoEntry last = std::move(entries_.back());
+    entries_.pop_back();
+    if (write(error)) {
+        return true;
+    }
+    // The journal on disk still names the step: so does the record, and the undo stops here.
+    entries_.push_back(std::move(last));
+    return false;
 }
 
 bool UndoRecord::write(std::string* error) const {
@@ -252,14 +263,20 @@ std::optional<UndoRecord> UndoRecord::load(std::string& problem, bool tidy) {
             return std::nullopt;
         }
     }
+    // Opened once and judged by what was opened: a name checked and then read again could have
+    // been swapped in between. Never through a link, never waiting on a FIFO.
+    UniqueFd file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
-    if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid() ||
-        (info.st_mode & 022) != 0 || info.st_nlink != 1) {
+    if (!file.valid() && errno == ENOENT) {
+        return std::nullopt;
+    }
+    if (!file.valid() || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) ||
+        info.st_uid != ::geteuid() || (info.st_mode & 022) != 0 || info.st_nlink != 1) {
         problem = path + ": not a journal written by this installer (owner, mode or links)";
         return std::nullopt;
     }
     std::string text;
-    if (std::error_code ec = readRegularFile(path, text)) {
+    if (std::error_code ec = readOpenFile(file.get(), text)) {
         problem = path + ": " + ec.message();
         return std::nullopt;
     }

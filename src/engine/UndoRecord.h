@@ -12,6 +12,7 @@ enum class UndoStep {
     CopyStarted,             ///< `path` (the new generation) is being filled
     DeviceDirectoryCreated,  ///< `path` did not exist before this run
     HelpFileReplaced,        ///< `path` replaced; `backup` set when there was one to keep
+    OfflineFlagCreated,      ///< `path` did not exist before this run
     PointOfNoReturn,         ///< from here on the run is finished, never undone
 };
 
@@ -40,7 +41,9 @@ public:
     bool append(UndoEntry entry, std::string* error = nullptr);
     /// The last step has been undone: it goes from the record (and the journal), so that an undo
     /// killed half-way is taken up where it stopped, never repeated over what it restored.
-    void dropLast();
+    /// False (with `error` set, the record unchanged) when the journal could not be rewritten:
+    /// the undo must stop there, or a repair would replay the step over what came back.
+    bool dropLast(std::string* error = nullptr);
     /// The run has ended in a way a process can observe: the journal goes.
     void finish();
 

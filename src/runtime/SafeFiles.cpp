@@ -1,5 +1,6 @@
 #include "SafeFiles.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
@@ -318,6 +319,46 @@ std::error_code createFileAfresh(int dirFd, const std::string& name, const Owner
     return {};
 }
 
+std::error_code removeTreeAt(int dirFd, const std::string& name) {
+    if (::unlinkat(dirFd, name.c_str(), 0) == 0 || errno == ENOENT) {
+        return {};
+    }
+    if (errno != EISDIR && errno != EPERM) {  // Linux says EISDIR for a folder, a Mac EPERM
+        return lastError();
+    }
+    UniqueFd folder(::openat(dirFd, name.c_str(), kDirectoryFlags));
+    if (!folder.valid()) {
+        return lastError();
+    }
+    // The listing gets a descriptor of its own: closedir closes it, `folder` stays ours.
+    const int copy = ::dup(folder.get());
+    DIR* listing = copy < 0 ? nullptr : ::fdopendir(copy);
+    if (listing == nullptr) {
+        const std::error_code ec = lastError();
+        if (copy >= 0) {
+            ::close(copy);
+        }
+        return ec;
+    }
+    std::vector<std::string> names;
+    while (const dirent* entry = ::readdir(listing)) {
+        const std::string child = entry->d_name;
+        if (child != "." && child != "..") {
+            names.push_back(child);
+        }
+    }
+    ::closedir(listing);
+    for (const std::string& child : names) {
+        if (std::error_code ec = removeTreeAt(folder.get(), child)) {
+            return ec;
+        }
+    }
+    if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) {
+        return lastError();
+    }
+    return {};
+}
+
 void removeTemporariesOf(const std::string& path) {
     const std::string folder = parentOf(path);
     UniqueFd directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -373,8 +414,12 @@ std::error_code readRegularFile(const std::string& path, std::string& contents, 
     if (std::error_code ec = openRegularFile(path, static_cast<off_t>(limit), file)) {
         return ec;
     }
+    return readOpenFile(file.get(), contents, limit);
+}
+
+std::error_code readOpenFile(int fd, std::string& contents, std::size_t limit) {
     contents.clear();
-    return readChunks(file.get(), [&contents, limit](const char* data, std::size_t size) {
+    return readChunks(fd, [&contents, limit](const char* data, std::size_t size) {
         if (contents.size() + size > limit) {
             return std::make_error_code(std::errc::file_too_large);
         }

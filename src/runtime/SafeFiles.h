@@ -99,6 +99,11 @@ std::error_code writeFileAtomically(int dirFd, const std::string& name, const st
 /// folder at the name is never replaced (EISDIR).
 std::error_code replaceWithLink(int dirFd, const std::string& name, const std::string& text);
 
+/// Removes `name` in `dirFd` and, when it is a real folder, everything below it, by descriptor
+/// only: a link is removed itself, never followed, and a folder swapped for a link meanwhile is
+/// refused (ELOOP), so nothing outside `dirFd` is reached. Nothing there is no error.
+std::error_code removeTreeAt(int dirFd, const std::string& name);
+
 /// Removes what a writer killed half-way left beside `path`: the temporary files that were never
 /// renamed into place.
 void removeTemporariesOf(const std::string& path);
@@ -112,6 +117,9 @@ std::error_code copyFileAtomically(const std::string& source, int dirFd, const s
 /// not a file, EFBIG above the limit.
 std::error_code readRegularFile(const std::string& path, std::string& contents,
                                 std::size_t limit = 1 << 20);
+
+/// Reads what is left of the open file `fd`, at most `limit` bytes (EFBIG above).
+std::error_code readOpenFile(int fd, std::string& contents, std::size_t limit = 1 << 20);
 
 /// `path` without the slashes at its end ("/" stays "/"): "dir/" would follow a link at "dir".
 std::string withoutTrailingSlashes(std::string path);

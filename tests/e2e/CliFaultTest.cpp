@@ -141,6 +141,22 @@ TEST_F(Cancel, AnUndoThatFailsIsSaidAndTheJournalKeepsTheRest) {
     EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
     EXPECT_FALSE(exists(journal));
 
+    // The journal cannot be rewritten once the half copy is gone (a full disk, here a folder
+    // that refuses new files): the undo stops there, before the previous generation comes back,
+    // and the repair takes it up without removing what it restores.
+    fs::remove(root.logPath());
+    cli = startInstall({"--json"});
+    ASSERT_TRUE(waitForLog("[INFO] Copy " + bundle + "/Contents/MacOS/VELA.app to "));
+    immutable(fs::path(journal).parent_path(), true);
+    cli->signal(SIGTERM);
+    EXPECT_EQ(cli->wait(), 1) << cli->err();
+    EXPECT_EQ(field(recordOf(cli->out(), 1), "undone"), "false");
+    EXPECT_NE(cli->err().find("the undo failed: " + journal + ": "), std::string::npos)
+        << cli->err();
+    immutable(fs::path(journal).parent_path(), false);
+    EXPECT_EQ(install({"--recover"}).status, 0);
+    EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
+
     // 2.0.0 over 1.2.3, beside a stale copy of 2.0.0's generation that cannot be removed.
     fs::remove_all(bundle);
     setVersion(useBundleCopy(), "2.0.0");
@@ -428,6 +444,7 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
     writeFile(victims + "/file", "precious\n");
     writeFile(victims + "/shared", "anyone may write, nobody may own\n");
     writeFile(victims + "/folder/inside", "precious too\n");
+    writeFile(victims + "/folder/VELA.config.plist", "another account's, root may not remove\n");
     ::chmod((victims + "/shared").c_str(), 0666);
     ASSERT_EQ(::system(("chown -R daemon:daemon '" + victims + "'").c_str()), 0);
     const std::string logFailure = "the log file cannot be written: " + logs +
@@ -519,6 +536,24 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
          {1, "(" + root.at("/Library/LaunchAgents") + " is a symbolic link)"},
          std::nullopt,
          "/Library/LaunchAgents"},
+        // A user's own folder is the user's to arrange: root reaches the preferences it clears
+        // through it without following any link.
+        {"a user's preferences folder a link to a folder the user cannot read",
+         "/Users",
+         "mkdir -p \"$1/someone/Library/Application Support/Quillmark\"\n"
+         "ln -s \"$VICTIMS/folder\" \"$1/someone/Library/Application Support/Quillmark/VELA\"",
+         {0, "Left alone: " + root.at("/Users/someone/Library/Application Support/Quillmark/VELA") +
+                 "/VELA.config.plist (" +
+                 root.at("/Users/someone/Library/Application Support/Quillmark/VELA") +
+                 ": it is a symbolic link)"},
+         Outcome{},
+         "/Users/someone"},
+        {"a folder at the help file's backup name",
+         kVendor + "/VELA-device",
+         "mkdir \"$1/VELA-for-Device-help.pdf.old\"",
+         {1, "MSG_E3001: installation failure: removing old renamed help file : " +
+                 root.at(kVendor + "/VELA-device/VELA-for-Device-help.pdf.old") +
+                 " (a directory)"}},
         {"a folder at the lock",
          kVendor,
          "mkdir \"$1/.install-lock\"",

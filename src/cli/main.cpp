@@ -31,6 +31,9 @@ using namespace vela;
 
 namespace {
 
+// How long a repair waits for a lock that a killed run's last command may still hold.
+constexpr int kRepairLockWaitSeconds = 300;
+
 // Usage errors are found all through main(); each still ends in the run's one record.
 Outcome* activeOutcome = nullptr;
 
@@ -178,6 +181,21 @@ int runFrontEnd(int argc, char* argv[]) {
     }
 
     InstallLock lock(Const::targetRoot(), /*create=*/!options.dryRun);
+    // A killed run's last command (an rm -rf of a large generation) keeps the lock it inherited
+    // until it ends; the administrator who asks for the repair sees no installer working, so
+    // the repair waits for it, within bounds.
+    if (lock.isBusy() && options.recover) {
+        std::fprintf(stderr,
+                     "vela-device-install: waiting for %s, which another installer or a command "
+                     "of a killed run still holds (at most %d s)\n",
+                     lock.path().c_str(), kRepairLockWaitSeconds);
+        lock.waitUntilHeld(kRepairLockWaitSeconds, [](int seconds) {
+            if (seconds > 0 && seconds % 10 == 0) {
+                std::fprintf(stderr, "vela-device-install: still waiting for the lock: %d s\n",
+                             seconds);
+            }
+        });
+    }
     if (lock.isBusy()) {
         std::fprintf(stderr,
                      "vela-device-install: another installer is working on %s; try again when it "

@@ -62,14 +62,29 @@ Finalisation::Result Finalisation::run() const {
         // kept, and the journal lets the next run complete what is missing.
         return record_.isPastPointOfNoReturn() ? Result::Unfinished : Result::Failed;
     }
+    // "Installed" means on the disk: the link, the removals, the agent.
+    if (!makeDurable()) {
+        return Result::Unfinished;
+    }
     ILog("End Installation process");
     context_.performSegue(Segue::kToInstallComplete);
     return Result::Completed;
 }
 
 bool Finalisation::finishPastPointOfNoReturn() const {
-    return steps_.take(steps_.pastPointOfNoReturn(), context_,
-                       [this](InstallationSteps::Id id) { return apply(id); });
+    return steps_.take(steps_.pastPointOfNoReturn(), context_, [this](InstallationSteps::Id id) {
+        return apply(id);
+    }) && makeDurable();
+}
+
+bool Finalisation::makeDurable() const {
+    if (std::optional<std::string> failure = syncTarget()) {
+        context_.performSegueToInstallFailure(FailureCode::kInstallation,
+                                              "installation failure: sync: " + *failure);
+        return false;
+    }
+    DTrace("on disk: %s", context_.destDirectoryPath().c_str());
+    return true;
 }
 
 bool Finalisation::apply(InstallationSteps::Id id) const {
@@ -99,6 +114,9 @@ bool Finalisation::apply(InstallationSteps::Id id) const {
             }
             return offlineFlag_.createDeviceOfflineFlagFile();
         }
+        case Id::Durable:
+            // The link may name the new generation only once a power cut cannot empty it.
+            return makeDurable();
         case Id::PointOfNoReturn:
             return context_.recordStep(record_, {UndoStep::PointOfNoReturn, {}, {}});
         case Id::Link:

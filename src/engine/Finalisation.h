@@ -37,6 +37,10 @@ public:
     /// a run that was killed after that point. False after reporting a failure.
     bool finishPastPointOfNoReturn() const;
 
+    /// Main thread. Gives the generation and everything inside it to root:admin. False after
+    /// reporting a failure.
+    bool ownGeneration() const;
+
     /// The pattern that pkill and ps match against command lines: any VELA.app on the system
     /// for the root "/", only those started from the target volume's generations otherwise.
     static std::string applicationPattern();
@@ -48,8 +52,8 @@ private:
     bool removeOtherGenerations() const;
     bool renewLink() const;
     bool removeOldHelpFile() const;
-    bool ownGeneration() const;
     bool installLaunchAgent() const;
+    bool makeDurable() const;
 
     const InstallationContext& context_;
     const OfflineFlag& offlineFlag_;

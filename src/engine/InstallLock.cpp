@@ -50,11 +50,31 @@ InstallLock::InstallLock(const std::string& targetRoot, bool create) {
         busy_ = errno == EWOULDBLOCK;
         if (!busy_) {
             error_ = {errno, std::generic_category()};
+        } else {
+            file_ = std::move(file);  // to wait on, where the caller chooses to
         }
         return;
     }
     file_ = std::move(file);
     held_ = true;
+}
+
+bool InstallLock::waitUntilHeld(int limitSeconds, const std::function<void(int)>& waiting) {
+    constexpr int kPollsPerSecond = 4;
+    for (int poll = 0; busy_ && file_.valid() && poll < limitSeconds * kPollsPerSecond; ++poll) {
+        if (poll % kPollsPerSecond == 0) {
+            waiting(poll / kPollsPerSecond);
+        }
+        ::usleep(1000000 / kPollsPerSecond);
+        if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
+            busy_ = false;
+            held_ = true;
+        } else if (errno != EWOULDBLOCK) {
+            busy_ = false;
+            error_ = {errno, std::generic_category()};
+        }
+    }
+    return isHeld();
 }
 
 }  // namespace vela

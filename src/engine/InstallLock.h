@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <system_error>
 
@@ -27,6 +28,10 @@ public:
     /// run where no lock file exists yet.
     const std::error_code& error() const { return error_; }
     const std::string& path() const { return path_; }
+
+    /// Busy: waits for the holder to let go, at most `limitSeconds`, calling `waiting` with the
+    /// seconds waited about once a second. True once held.
+    bool waitUntilHeld(int limitSeconds, const std::function<void(int)>& waiting);
 
 private:
     UniqueFd file_;

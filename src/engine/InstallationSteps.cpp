@@ -71,7 +71,7 @@ std::vector<Id> InstallationSteps::finalisation() const {
     if (isOverwrite_) {
         steps.push_back(Id::StopApplication);
     }
-    steps.insert(steps.end(), {Id::OfflineFlag, Id::PointOfNoReturn});
+    steps.insert(steps.end(), {Id::OfflineFlag, Id::Durable, Id::PointOfNoReturn});
     for (Id id : pastPointOfNoReturn()) {
         steps.push_back(id);
     }
@@ -300,6 +300,7 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
             plan.push_back({"copy", Const::applicationLaunchAgentPlistPath(), "agent, root:admin"});
             break;
         case Id::LogModeScripts:
+        case Id::Durable:
         case Id::PointOfNoReturn:
             break;
     }

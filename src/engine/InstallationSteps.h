@@ -30,6 +30,7 @@ public:
         OwnGeneration,
         StopApplication,  ///< overwrite
         OfflineFlag,      ///< created; an overwrite keeps the administrator's plain file
+        Durable,          ///< everything so far on the disk, the new generation above all
         PointOfNoReturn,
         Link,  ///< switched before anything it pointed to is removed
         RemoveOtherGenerations,

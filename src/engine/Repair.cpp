@@ -2,17 +2,23 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
+#include "Commands.h"
 #include "Const.h"
 #include "FileCopyUtil.h"
 #include "Finalisation.h"
 #include "HelpFile.h"
 #include "InstallRecord.h"
+#include "InstallationCheck.h"
 #include "InstallationContext.h"
 #include "InstallationView.h"
 #include "Log.h"
 #include "OfflineFlag.h"
+#include "Payload.h"
 #include "Rollback.h"
 #include "SafeFiles.h"
+#include "SystemPath.h"
 #include "UndoRecord.h"
 
 namespace vela {
@@ -40,6 +46,68 @@ Repair::Outcome Repair::foresee(std::string& message) {
     std::optional<UndoRecord> record;
     return find(record, message, /*tidy=*/false);
 }
+
+namespace {
+
+// What differs between the bundle and the target below `folder`, as a reason; none when
+// nothing does.
+std::optional<std::string> differencesIn(const Bundle& bundle, const std::string& folder,
+                                         std::vector<std::string>* paths = nullptr) {
+    InstallationCheck check(bundle);
+    check.run();
+    std::string said;
+    int count = 0;
+    for (const InstallationCheck::Difference& difference : check.differences()) {
+        if (difference.where.starts_with(folder)) {
+            if (paths != nullptr) {
+                paths->push_back(difference.where);
+            }
+            if (++count <= 5) {
+                said += (said.empty() ? "" : "; ") + difference.what + " " + difference.where +
+                        ": expected " + difference.expected + ", found " + difference.found;
+            }
+        }
+    }
+    if (count == 0) {
+        return std::nullopt;
+    }
+    return "the installation differs from the bundle in " + std::to_string(count) +
+           " places: " + said + (count > 5 ? "; …" : "");
+}
+
+// Copies again every item of the generation that differs from the bundle, gives it back to
+// root:admin and waits for the disk; what still differs then, when anything does.
+std::optional<std::string> mendGeneration(const Bundle& bundle, const Finalisation& finalisation,
+                                          const InstallationContext& context) {
+    const std::string generation = withoutTrailingSlashes(context.destDirectoryPath());
+    std::vector<std::string> differing;
+    if (!differencesIn(bundle, generation, &differing)) {
+        return std::nullopt;
+    }
+    const Payload payload(bundle, context.destDirectoryPath(), false);
+    for (const Payload::Item& item : payload.items()) {
+        const bool differs =
+            std::any_of(differing.begin(), differing.end(), [&item](const std::string& path) {
+                return path == item.target || path.starts_with(item.target + "/");
+            });
+        if (!item.source || !item.target.starts_with(generation + "/") || !differs) {
+            continue;
+        }
+        ILog("Copying again what differs from the bundle: %s", item.target.c_str());
+        if (std::error_code ec = FileCopyUtil::syncCopyAtPath(item.source, item.target)) {
+            return "cannot copy " + item.target + " again: " + ec.message();
+        }
+    }
+    if (!finalisation.ownGeneration()) {
+        return context.failure();
+    }
+    if (std::optional<std::string> failure = syncTarget()) {
+        return "sync: " + *failure;
+    }
+    return differencesIn(bundle, generation);
+}
+
+}  // namespace
 
 Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& message) {
     // Files a killed run was writing beside their names are never renamed into place.
@@ -73,8 +141,21 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
              context.destDirectoryPath().c_str());
         OfflineFlag offlineFlag(context);
         Finalisation finalisation(context, offlineFlag, *record);
-        if (!finalisation.finishPastPointOfNoReturn()) {
+        const bool comparable = bundle.shortVersionString() == record->version();
+        if (!comparable) {
+            ILog(
+                "The bundle is of version %s: the generation of %s is completed without "
+                "comparing its contents",
+                orNull(bundle.shortVersionString()).c_str(), record->version().c_str());
+        }
+        // The generation is judged by what it holds, before anything else goes: a power cut
+        // can have left it emptied although the journal says it was complete.
+        failure = comparable ? mendGeneration(bundle, finalisation, context) : std::nullopt;
+        if (!failure && !finalisation.finishPastPointOfNoReturn()) {
             failure = context.failure();
+        }
+        if (!failure && comparable) {
+            failure = differencesIn(bundle, "/");
         }
     } else {
         ILog("Undoing the installation that was killed: %s", context.destDirectoryPath().c_str());

@@ -12,6 +12,7 @@
 #include "OfflineFlag.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
+#include "SystemPath.h"
 
 namespace vela {
 
@@ -69,6 +70,10 @@ std::optional<std::string> Rollback::undoRecorded(bool cancelRoad) const {
         }
         if (std::optional<std::string> failure = undo(entry)) {
             return "the undo failed: " + *failure;
+        }
+        // The journal forgets a step only once its undo is on the disk.
+        if (std::optional<std::string> failure = syncTarget()) {
+            return "the undo failed: sync: " + *failure;
         }
         if (std::string error; !record_.dropLast(&error)) {
             return "the undo failed: " + error;

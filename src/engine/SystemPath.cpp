@@ -15,4 +15,14 @@ std::string systemPathOf(const std::string& path) {
     return rest.empty() ? std::string("/") : rest;
 }
 
+std::optional<std::string> syncTarget() {
+    std::string folder;
+    if (std::error_code ec = syncVolumes(
+            {Const::underTargetRoot("/Applications"), Const::underTargetRoot("/Library")},
+            folder)) {
+        return folder + ": " + ec.message();
+    }
+    return std::nullopt;
+}
+
 }  // namespace vela

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace vela {
@@ -8,5 +9,9 @@ namespace vela {
 /// target volume: the target root taken off. Links and records that outlive the run name paths
 /// this way.
 std::string systemPathOf(const std::string& path);
+
+/// Returns once everything written to the target's volumes (those of /Applications and /Library)
+/// is on the disk. On failure, the reason with the folder: "<folder>: <reason>".
+std::optional<std::string> syncTarget();
 
 }  // namespace vela

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "UniqueFd.h"
+#include "platform/Durability.h"
 #include "platform/FileData.h"
 
 namespace vela {
@@ -229,6 +230,11 @@ void TreeCopy::copyFile(const File& file) {
     if (!ec) {
         ec = finishItem(from.get(), to.get(), info);
     }
+    // Its bytes head for the disk now, while the copy goes on; the run waits for them once,
+    // before anything relies on them.
+    if (!ec) {
+        ec = startWriteBack(to.get());
+    }
     if (::close(to.release()) != 0 && !ec) {
         ec = lastError();
     }
@@ -246,7 +252,11 @@ void TreeCopy::finishClone(const std::string& target, const struct stat& info) {
         return;
     }
     copied_ += static_cast<std::uint64_t>(info.st_size);
-    if (std::error_code ec = setModeAndTimes(to.get(), info)) {
+    std::error_code ec = setModeAndTimes(to.get(), info);
+    if (!ec) {
+        ec = startWriteBack(to.get());
+    }
+    if (ec) {
         fail(ec);
     }
 }

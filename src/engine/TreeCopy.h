@@ -22,7 +22,8 @@ namespace vela {
 /// the others copy files as soon as they are queued, and the walker joins them when its walk
 /// is done. A file is cloned where the volume can (cloneFile), else its bytes are copied. Keeps
 /// modes, links (never followed), access and modification times; never writes through a link
-/// planted at the target. The first error stops every worker.
+/// planted at the target. Each file's write-back is started once it is complete; the caller
+/// waits for the volume (syncVolumes) before relying on it. The first error stops every worker.
 class TreeCopy {
 public:
     /// `stop` is read between items and between chunks of a file; `copied` grows by each chunk

@@ -15,6 +15,8 @@
 #include <limits>
 #include <vector>
 
+#include "platform/Durability.h"
+
 namespace vela {
 
 namespace {
@@ -355,6 +357,28 @@ std::error_code removeTreeAt(int dirFd, const std::string& name) {
     }
     if (::unlinkat(dirFd, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) {
         return lastError();
+    }
+    return {};
+}
+
+std::error_code syncVolumes(const std::vector<std::string>& folders, std::string& failed) {
+    std::vector<dev_t> synced;
+    for (const std::string& folder : folders) {
+        UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        struct stat info {};
+        std::error_code ec;
+        if (!fd.valid() || ::fstat(fd.get(), &info) != 0) {
+            ec = lastError();
+        } else if (std::find(synced.begin(), synced.end(), info.st_dev) != synced.end()) {
+            continue;
+        } else {
+            ec = syncVolume(fd.get());
+            synced.push_back(info.st_dev);
+        }
+        if (ec) {
+            failed = folder;
+            return ec;
+        }
     }
     return {};
 }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "UniqueFd.h"
 
@@ -103,6 +104,10 @@ std::error_code replaceWithLink(int dirFd, const std::string& name, const std::s
 /// only: a link is removed itself, never followed, and a folder swapped for a link meanwhile is
 /// refused (ELOOP), so nothing outside `dirFd` is reached. Nothing there is no error.
 std::error_code removeTreeAt(int dirFd, const std::string& name);
+
+/// Returns once everything written to the volumes that hold `folders` is on the disk, each
+/// volume once. On failure `failed` names the folder whose volume could not say so.
+std::error_code syncVolumes(const std::vector<std::string>& folders, std::string& failed);
 
 /// Removes what a writer killed half-way left beside `path`: the temporary files that were never
 /// renamed into place.

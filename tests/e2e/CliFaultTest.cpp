@@ -154,7 +154,16 @@ TEST_F(Cancel, AnUndoThatFailsIsSaidAndTheJournalKeepsTheRest) {
     EXPECT_NE(cli->err().find("the undo failed: " + journal + ": "), std::string::npos)
         << cli->err();
     immutable(fs::path(journal).parent_path(), false);
-    EXPECT_EQ(install({"--recover"}).status, 0);
+    // The lock is still held by what a killed run started (here a stand-in that lets go after
+    // two seconds): a run is turned away, the repair asked for waits for it.
+    const std::string lock = fs::path(journal).parent_path() / ".install-lock";
+    Process holder({"/usr/bin/flock", lock, "/bin/sh", "-c", "touch \"$0.held\"; sleep 2", lock});
+    ASSERT_TRUE(waitUntil([&] { return exists(lock + ".held"); }, 30000, "the lock held"));
+    EXPECT_EQ(install().status, 6);
+    const RunResult waited = install({"--recover"});
+    EXPECT_EQ(waited.status, 0) << waited.err;
+    EXPECT_NE(waited.err.find("waiting for " + lock), std::string::npos) << waited.err;
+    fs::remove(lock + ".held");
     EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
 
     // 2.0.0 over 1.2.3, beside a stale copy of 2.0.0's generation that cannot be removed.
@@ -174,7 +183,11 @@ TEST_F(Cancel, AnUndoThatFailsIsSaidAndTheJournalKeepsTheRest) {
     EXPECT_TRUE(exists(generation("2.0.0") + "/VELA.app/Contents/MacOS/VELA"));
     EXPECT_TRUE(exists(journal));
     immutable(generation("2.0.0") + ".old/stuck", false);
+    // What a power cut leaves of a copy that never reached the disk: the repair copies it again.
+    fs::resize_file(generation("2.0.0") + "/VELA.app/Contents/MacOS/VELA", 0);
     EXPECT_EQ(install({"--recover"}).status, 0);
+    EXPECT_TRUE(log.contains("Copying again what differs from the bundle: " + generation("2.0.0") +
+                             "/VELA.app"));
     EXPECT_FALSE(exists(journal));
     EXPECT_FALSE(exists(generation("2.0.0") + ".old"));
     EXPECT_EQ(install({"--verify"}).status, 0);

@@ -106,21 +106,35 @@ void FileCopyUtil::startCopy() {
     std::optional<std::string> source = sourcePath_;
     std::string target = targetPath_;
     auto work = [this, source, target] {
-        // Cannot clear the target: nothing is copied and the removal's error is reported, so the
-        // run ends with a failure instead of waiting for ever.
-        std::error_code error = clearTarget(target);
-        if (!error) {
-            fs::create_directories(fs::path(target).parent_path(), error);
+        std::string failedPath = target;
+        std::error_code error;
+        try {
+            // Cannot clear the target: nothing is copied and the removal's error is reported, so
+            // the run ends with a failure instead of waiting for ever.
+            error = clearTarget(target);
+            if (!error) {
+                fs::create_directories(fs::path(target).parent_path(), error);
+            }
+            if (!error && !source) {
+                error = std::make_error_code(std::errc::no_such_file_or_directory);
+                failedPath = "the bundle's " + fs::path(target).filename().string();
+            }
+            if (!error) {
+                TreeCopy copy(stopRequested_, copiedBytes_, TreeCopy::workerCount());
+                error = copy.run(*source, target, [this](std::uint64_t total) {
+                    sourceBytes_ = total;
+                    sourceMeasured_ = true;
+                });
+                if (!copy.failedPath().empty()) {
+                    failedPath = copy.failedPath();
+                }
+            }
+        } catch (...) {
+            error = errorOfCurrentException();
         }
-        if (!error && !source) {
-            error = std::make_error_code(std::errc::no_such_file_or_directory);
-        }
-        if (!error) {
-            TreeCopy copy(stopRequested_, copiedBytes_, TreeCopy::workerCount());
-            error = copy.run(*source, target, [this](std::uint64_t total) {
-                sourceBytes_ = total;
-                sourceMeasured_ = true;
-            });
+        if (error) {
+            std::lock_guard lock(mutex_);
+            failure_ = failedPath + ": " + error.message();
         }
         // A poll still due before the timer stops would already count against the next copy's
         // half of the bar (its delegate learns of the end right below) and jump it ahead.
@@ -136,6 +150,10 @@ void FileCopyUtil::startCopy() {
     try {
         std::thread(work).detach();
     } catch (const std::system_error& error) {
+        {
+            std::lock_guard lock(mutex_);
+            failure_ = "cannot start the copy of " + target + ": " + error.code().message();
+        }
         copyEnded_ = true;
         timer_.stop();
         if (delegate_) {
@@ -143,6 +161,11 @@ void FileCopyUtil::startCopy() {
         }
         finishWorker();
     }
+}
+
+std::string FileCopyUtil::failure() const {
+    std::lock_guard lock(mutex_);
+    return failure_;
 }
 
 void FileCopyUtil::finishWorker() {

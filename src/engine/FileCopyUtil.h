@@ -35,6 +35,9 @@ public:
     /// operation_canceled, when it had not started yet).
     void stopAndWait();
 
+    /// Any thread, once the copy reported an error: where and why, "<path>: <reason>".
+    std::string failure() const;
+
     /// Copies at once on the calling thread, replacing an existing target. Returns the error of
     /// the removal (then nothing is copied) or of the copy.
     static std::error_code syncCopyAtPath(const std::optional<std::string>& source,
@@ -58,6 +61,7 @@ private:
     // that worker has returned.
     mutable std::mutex mutex_;
     std::condition_variable finished_;
+    std::string failure_;
     bool scheduled_ = false;
     int runningWorkers_ = 0;
     std::atomic<bool> stopRequested_{false};

@@ -8,44 +8,13 @@
 #include "HelpFile.h"
 #include "InstallationView.h"
 #include "Log.h"
+#include "RunningApplications.h"
 #include "SafeFiles.h"
 #include "ShellExecute.h"
 #include "ShellForm.h"
 #include "SystemPath.h"
 
 namespace vela {
-
-namespace {
-
-std::string escapedForRegex(const std::string& text) {
-    std::string escaped;
-    for (char c : text) {
-        if (std::string_view(".[]()*+?{}|^$\\").find(c) != std::string_view::npos) {
-            escaped += '\\';
-        }
-        escaped += c;
-    }
-    return escaped;
-}
-
-std::string runningApplications() {
-    const bool wholeSystem = Const::targetRoot() == "/";
-    return executeForLog(std::string("ps -ef | grep ") + (wholeSystem ? "" : "-E ") +
-                         Finalisation::applicationPattern() + " | grep -v grep");
-}
-
-}  // namespace
-
-std::string Finalisation::applicationPattern() {
-    const std::string application =
-        std::string("/") + Const::kClientAppName + "." + Const::kAppFileType + "/";
-    if (Const::targetRoot() == "/") {
-        return "'" + application + "'";
-    }
-    // Another volume: only what was started from its generations (or through its link).
-    return shellForm(escapedForRegex(Const::appBaseDirectoryPath()) + "/[^/]*" +
-                     escapedForRegex(application));
-}
 
 Finalisation::Result Finalisation::run() const {
     DTrace("copied: cancel=%s", context_.cancelWord());
@@ -150,15 +119,15 @@ bool Finalisation::copyLogModeScripts(const std::string& generation) const {
 
 bool Finalisation::terminateDesktopApplication() const {
     ILog("Terminating desktop application");
-    executeForLog("pkill -f " + applicationPattern());
-    if (runningApplications().empty()) {
+    executeForLog("pkill -f " + RunningApplications::pattern());
+    if (RunningApplications::list().empty()) {
         return true;
     }
     // One polite attempt, one second, one forced attempt: no further retries.
     QThread::msleep(1000);
     ILog("Force terminating desktop application");
-    executeForLog("pkill -SIGKILL -f " + applicationPattern());
-    if (runningApplications().empty()) {
+    executeForLog("pkill -SIGKILL -f " + RunningApplications::pattern());
+    if (RunningApplications::list().empty()) {
         return true;
     }
     context_.performSegueToInstallFailure(FailureCode::kInstallation,

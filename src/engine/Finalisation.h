@@ -41,10 +41,6 @@ public:
     /// reporting a failure.
     bool ownGeneration() const;
 
-    /// The pattern that pkill and ps match against command lines: any VELA.app on the system
-    /// for the root "/", only those started from the target volume's generations otherwise.
-    static std::string applicationPattern();
-
 private:
     bool apply(InstallationSteps::Id id) const;
     bool copyLogModeScripts(const std::string& generation) const;

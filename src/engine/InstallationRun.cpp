@@ -265,8 +265,9 @@ void InstallationRun::didFinishedCopyWithError(std::error_code error) {
     if (error) {
         // Undone at once, before anything else can happen: a window closed or a signal received
         // from now on finds the previous state already back.
-        context_.performSegueToInstallFailure(FailureCode::kInstallation,
-                                              "Installation couldn't be completed");
+        context_.performSegueToInstallFailure(
+            FailureCode::kInstallation,
+            "Installation couldn't be completed: " + fileCopyUtil_.failure());
         runOnMainQueue(this, [this] { failAndUndo(); });
         DTrace("end: cancel=%s", context_.cancelWord());
         return;

@@ -14,6 +14,7 @@
 #include "InstallationCheck.h"
 #include "InstallationView.h"
 #include "Payload.h"
+#include "RunningApplications.h"
 #include "SafeFiles.h"
 #include "ShellExecute.h"
 
@@ -192,22 +193,6 @@ const Payload& InstallationSteps::payload() const {
     return *payload_;
 }
 
-std::vector<std::string> InstallationSteps::runningApplications() {
-    // With another root only what runs from that volume is the installation's to stop.
-    const std::string root = Const::targetRoot() == "/" ? std::string() : Const::targetRoot();
-    const std::string marker =
-        std::string("/") + Const::kClientAppName + "." + Const::kAppFileType + "/";
-    std::vector<std::string> found;
-    std::istringstream lines(ShellExecute::execute("ps -axo pid=,command=").value_or(""));
-    for (std::string line; std::getline(lines, line);) {
-        if (line.find(marker) != std::string::npos &&
-            (root.empty() || line.find(root + "/") != std::string::npos)) {
-            found.push_back(trimmingNewlines(line.substr(line.find_first_not_of(' '))));
-        }
-    }
-    return found;
-}
-
 void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
     const std::string base = Const::appBaseDirectoryPath();
     const std::string generation = withoutTrailingSlashes(generation_);
@@ -259,7 +244,7 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
             plan.push_back({"set owner", generation, "root:admin, everything inside"});
             break;
         case Id::StopApplication:
-            for (const std::string& process : runningApplications()) {
+            for (const std::string& process : RunningApplications::list()) {
                 plan.push_back({"stop", process, "SIGTERM, then SIGKILL after one second"});
             }
             break;

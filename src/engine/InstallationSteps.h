@@ -68,10 +68,6 @@ public:
     bool take(const std::vector<Id>& ids, const InstallationContext& context,
               const std::function<bool(Id)>& apply) const;
 
-    /// Process ids and command lines of the desktop applications started from the target's
-    /// generations, which an overwrite stops.
-    static std::vector<std::string> runningApplications();
-
 private:
     void describe(Id id, std::vector<Action>& plan) const;
 

@@ -53,7 +53,11 @@ int TreeCopy::workerCount() {
 std::error_code TreeCopy::run(const std::string& source, const std::string& target,
                               const std::function<void(std::uint64_t)>& measured) {
     std::uint64_t total = 0;
-    walk(source, target, &total);
+    try {
+        walk(source, target, &total);
+    } catch (...) {
+        fail(errorOfCurrentException(), source);
+    }
     {
         std::lock_guard lock(mutex_);
         walkDone_ = true;
@@ -62,13 +66,13 @@ std::error_code TreeCopy::run(const std::string& source, const std::string& targ
     if (!stopped()) {
         measured(total);
     }
-    work();
+    guarded([this] { work(); });
     for (std::thread& helper : helpers_) {
         helper.join();
     }
     helpers_.clear();
     if (!stopped()) {
-        finishDirectories();
+        guarded([this] { finishDirectories(); });
     }
     std::lock_guard lock(mutex_);
     if (error_) {
@@ -77,15 +81,24 @@ std::error_code TreeCopy::run(const std::string& source, const std::string& targ
     return stop_.load() ? std::make_error_code(std::errc::operation_canceled) : std::error_code{};
 }
 
+void TreeCopy::guarded(const std::function<void()>& part) {
+    try {
+        part();
+    } catch (...) {
+        fail(errorOfCurrentException(), std::string());
+    }
+}
+
 bool TreeCopy::stopped() const {
     return stop_.load() || failed_.load();
 }
 
-void TreeCopy::fail(std::error_code error) {
+void TreeCopy::fail(std::error_code error, const std::string& path) {
     {
         std::lock_guard lock(mutex_);
         if (!error_) {
             error_ = error;
+            errorPath_ = path;
         }
         failed_ = true;
     }
@@ -99,7 +112,7 @@ void TreeCopy::walk(const std::string& source, const std::string& target, std::u
     char* paths[] = {root.data(), nullptr};
     FTS* tree = ::fts_open(paths, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
     if (tree == nullptr) {
-        fail(lastError());
+        fail(lastError(), source);
         return;
     }
     std::deque<std::string> directoryTargets;  // stable addresses for fts_pointer
@@ -118,7 +131,7 @@ void TreeCopy::walk(const std::string& source, const std::string& target, std::u
         switch (entry->fts_info) {
             case FTS_D:
                 if (::mkdir(here.c_str(), 0700) != 0) {
-                    fail(lastError());
+                    fail(lastError(), here);
                     break;
                 }
                 directoryTargets.push_back(here);
@@ -137,16 +150,16 @@ void TreeCopy::walk(const std::string& source, const std::string& target, std::u
             case FTS_NS:
             case FTS_DNR:
             case FTS_ERR:
-                fail({entry->fts_errno, std::generic_category()});
+                fail({entry->fts_errno, std::generic_category()}, entry->fts_path);
                 break;
             default:  // devices, sockets, pipes, a loop
-                fail(std::make_error_code(std::errc::not_supported));
+                fail(std::make_error_code(std::errc::not_supported), entry->fts_path);
                 break;
         }
         errno = 0;
     }
     if (errno != 0 && !stopped()) {
-        fail(lastError());
+        fail(lastError(), source);
     }
     ::fts_close(tree);
 }
@@ -168,7 +181,7 @@ void TreeCopy::queueFile(File file) {
     if (second && helpers_.empty()) {
         for (int i = 1; i < workers_; ++i) {
             try {
-                helpers_.emplace_back([this] { work(); });
+                helpers_.emplace_back([this] { guarded([this] { work(); }); });
             } catch (const std::system_error&) {
                 break;  // no thread to spare: the threads there are copy everything
             }
@@ -195,17 +208,13 @@ void TreeCopy::work() {
 void TreeCopy::copyFile(const File& file) {
     // Non-blocking so that a pipe swapped in since the walk cannot hang the copy.
     UniqueFd from(::open(file.source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (from.get() < 0) {
-        fail(lastError());
-        return;
-    }
     struct stat info {};
-    if (::fstat(from.get(), &info) != 0) {
-        fail(lastError());
+    if (from.get() < 0 || ::fstat(from.get(), &info) != 0) {
+        fail(lastError(), file.source);
         return;
     }
     if (!S_ISREG(info.st_mode)) {
-        fail(std::make_error_code(std::errc::not_supported));
+        fail(std::make_error_code(std::errc::not_supported), file.source);
         return;
     }
     std::error_code ec = cloneFile(from.get(), file.target);
@@ -214,13 +223,13 @@ void TreeCopy::copyFile(const File& file) {
         return;
     }
     if (ec != std::errc::not_supported) {
-        fail(ec);
+        fail(ec, file.target);
         return;
     }
     UniqueFd to(
         ::open(file.target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (to.get() < 0) {
-        fail(lastError());
+        fail(lastError(), file.target);
         return;
     }
     ec = copyFileData(from.get(), to.get(), [this](std::uint64_t bytes) {
@@ -239,7 +248,7 @@ void TreeCopy::copyFile(const File& file) {
         ec = lastError();
     }
     if (ec) {
-        fail(ec);
+        fail(ec, file.target);
     }
 }
 
@@ -248,7 +257,7 @@ void TreeCopy::copyFile(const File& file) {
 void TreeCopy::finishClone(const std::string& target, const struct stat& info) {
     UniqueFd to(::open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (to.get() < 0) {
-        fail(lastError());
+        fail(lastError(), target);
         return;
     }
     copied_ += static_cast<std::uint64_t>(info.st_size);
@@ -257,7 +266,7 @@ void TreeCopy::finishClone(const std::string& target, const struct stat& info) {
         ec = startWriteBack(to.get());
     }
     if (ec) {
-        fail(ec);
+        fail(ec, target);
     }
 }
 
@@ -266,19 +275,19 @@ void TreeCopy::copyLink(const std::string& source, const std::string& target,
     std::string text(static_cast<std::size_t>(info.st_size) + 1, '\0');
     ssize_t length = ::readlink(source.c_str(), text.data(), text.size());
     if (length < 0) {
-        fail(lastError());
+        fail(lastError(), source);
         return;
     }
     if (static_cast<std::size_t>(length) == text.size()) {
         // Replaced by a longer link since the walk read it.
-        fail(std::make_error_code(std::errc::resource_unavailable_try_again));
+        fail(std::make_error_code(std::errc::resource_unavailable_try_again), source);
         return;
     }
     text.resize(static_cast<std::size_t>(length));
     const std::array<struct timespec, 2> times = accessAndModificationTimes(info);
     if (::symlink(text.c_str(), target.c_str()) != 0 ||
         ::utimensat(AT_FDCWD, target.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) != 0) {
-        fail(lastError());
+        fail(lastError(), target);
     }
 }
 
@@ -289,11 +298,11 @@ void TreeCopy::finishDirectories() {
         UniqueFd from(::open(it->source.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         UniqueFd to(::open(it->target.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (from.get() < 0 || to.get() < 0) {
-            fail(lastError());
+            fail(lastError(), it->target);
             return;
         }
         if (std::error_code ec = finishItem(from.get(), to.get(), it->info)) {
-            fail(ec);
+            fail(ec, it->target);
         }
     }
 }
@@ -311,6 +320,18 @@ std::error_code TreeCopy::setModeAndTimes(int to, const struct stat& info) const
         return lastError();
     }
     return {};
+}
+
+std::error_code errorOfCurrentException() {
+    try {
+        throw;
+    } catch (const std::system_error& error) {
+        return error.code();
+    } catch (const std::bad_alloc&) {
+        return std::make_error_code(std::errc::not_enough_memory);
+    } catch (...) {
+        return std::make_error_code(std::errc::io_error);
+    }
 }
 
 }  // namespace vela

@@ -40,6 +40,9 @@ public:
     std::error_code run(const std::string& source, const std::string& target,
                         const std::function<void(std::uint64_t)>& measured);
 
+    /// After run() failed: the item it failed on (the source's or the target's path).
+    const std::string& failedPath() const { return errorPath_; }
+
     /// Workers for a copy: VELA_COPY_WORKERS when it holds a number from 1 to 64, else one per
     /// core.
     static int workerCount();
@@ -67,7 +70,9 @@ private:
     std::error_code finishItem(int from, int to, const struct stat& info) const;
     std::error_code setModeAndTimes(int to, const struct stat& info) const;
     bool stopped() const;
-    void fail(std::error_code error);
+    /// Runs `part`; an exception it throws is the copy's failure.
+    void guarded(const std::function<void()>& part);
+    void fail(std::error_code error, const std::string& path);
 
     const std::atomic<bool>& stop_;
     std::atomic<std::uint64_t>& copied_;
@@ -78,9 +83,14 @@ private:
     std::priority_queue<File> files_;
     bool walkDone_ = false;
     std::error_code error_;
+    std::string errorPath_;
     std::atomic<bool> failed_{false};
     std::vector<std::thread> helpers_;
     std::vector<Directory> directories_;  // walker only
 };
+
+/// Inside a catch block: the exception as an error, so that none leaves a copy's thread (a full
+/// memory is the copy's failure, not the end of the process with the target half filled).
+std::error_code errorOfCurrentException();
 
 }  // namespace vela

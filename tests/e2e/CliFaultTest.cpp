@@ -253,7 +253,12 @@ TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
     installPreviousGeneration();
     std::string before = snapshotTree(root.root());
     growPayload("VELA-Uninstaller.app", 1u << 20, 400);
-    expectFailure(install(), "Installation couldn't be completed");
+    // The system's reason follows the message, with the path, wherever the message goes.
+    const RunResult full = install({"--json"});
+    expectFailure(full,
+                  "Installation couldn't be completed: " + generation() + "/VELA-Uninstaller.app/");
+    EXPECT_NE(field(recordOf(full.out, 1), "error.message").find(": No space left on device"),
+              std::string::npos);
     EXPECT_TRUE(log.contains("[INFO] Undo the installation after a failure"));
     EXPECT_EQ(snapshotTree(root.root()), before);
 }

@@ -318,8 +318,10 @@ TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {
     QJsonObject record = recordOf(result.out, 1);
     EXPECT_EQ(field(record, "status"), "failed");
     EXPECT_EQ(field(record, "undone"), "true");
-    EXPECT_EQ(field(record, "error.message"), "Installation couldn't be completed");
-    EXPECT_NE(result.err.find("MSG_E3001: Installation couldn't be completed"), std::string::npos);
+    const std::string message = "Installation couldn't be completed: " + bundle +
+                                "/Contents/MacOS/VELA.app/Contents/pipe: Operation not supported";
+    EXPECT_EQ(field(record, "error.message"), message);
+    EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos);
     EXPECT_TRUE(inOrder(log.messages(),
                         {"[ERROR] code=MSG_E3001, message=Installation couldn't be completed",
                          "[INFO] Undo the installation after a failure"}));

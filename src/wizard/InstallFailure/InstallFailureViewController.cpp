@@ -27,7 +27,9 @@ void InstallFailureViewController::viewDidLoad() {
     closeButton_->setText(tr("Close"));
     versionLabel_->setText(PageFrame::versionText());
     subTitleLabel_->setText(tr("Installation couldn't be completed"));
-    descriptionLabel_->setText(tr("Error occurred"));
+    descriptionLabel_->setText(detail_.isEmpty()
+                                   ? tr("Error occurred")
+                                   : tr("Error occurred") + QStringLiteral("\n\n") + detail_);
 }
 
 void InstallFailureViewController::closeButtonClicked() {

@@ -7,8 +7,8 @@ class QPushButton;
 
 namespace vela {
 
-/// Says that the installation could not be completed; the code and message are in the log
-/// only. Close ends the installer.
+/// Says that the installation could not be completed, with what failed; the code is in the log.
+/// Close ends the installer.
 class InstallFailureViewController : public BaseViewController {
     Q_OBJECT
 
@@ -16,6 +16,8 @@ public:
     InstallFailureViewController();
 
     void viewDidLoad() override;
+    /// What failed, where and why (the system's own words), shown under the page's text.
+    void setDetail(const QString& detail) { detail_ = detail; }
 
     QPushButton* closeButton() const { return closeButton_; }
 
@@ -27,6 +29,7 @@ private:
     QLabel* versionLabel_;
     QLabel* subTitleLabel_;
     QLabel* descriptionLabel_;
+    QString detail_;
 };
 
 }  // namespace vela

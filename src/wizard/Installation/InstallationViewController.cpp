@@ -11,6 +11,7 @@
 #include "Const.h"
 #include "CustomSegue.h"
 #include "InstallComplete/InstallCompleteViewController.h"
+#include "InstallFailure/InstallFailureViewController.h"
 #include "InstallationRun.h"
 #include "InstallationView.h"
 #include "Log.h"
@@ -77,6 +78,10 @@ void InstallationViewController::prepareForSegue(CustomSegue& segue, QObject* se
             complete->setIsOverwrite(isOverwrite_);
         }
     }
+    if (auto* failure =
+            dynamic_cast<InstallFailureViewController*>(segue.destinationController())) {
+        failure->setDetail(failureDetail_);
+    }
 }
 
 void InstallationViewController::setCancelEnabled(bool enabled) {
@@ -110,6 +115,7 @@ void InstallationViewController::performSegue(const Transition& transition) {
         return;
     }
     replaced_ = true;
+    failureDetail_ = QString::fromStdString(transition.message);
     SignalPipe::setAccepting(true);
     if (SignalPipe::takePending()) {
         ILog(

@@ -56,6 +56,7 @@ private:
 
     bool isOverwrite_ = false;
     bool replaced_ = false;
+    QString failureDetail_;
     std::atomic<bool> cancelRequested_{false};
     InstallationRun* run_ = nullptr;
     QLabel* logoImage_;

@@ -1,0 +1,61 @@
+#include "RunningApplications.h"
+
+#include <sstream>
+#include <string_view>
+
+#include "Commands.h"
+#include "Const.h"
+#include "ShellForm.h"
+
+namespace vela {
+
+namespace {
+
+std::string escapedForRegex(const std::string& text) {
+    std::string escaped;
+    for (char c : text) {
+        if (std::string_view(".[]()*+?{}|^$\\").find(c) != std::string_view::npos) {
+            escaped += '\\';
+        }
+        escaped += c;
+    }
+    return escaped;
+}
+
+}  // namespace
+
+std::string RunningApplications::pattern() {
+    const std::string application =
+        std::string("/") + Const::kClientAppName + "." + Const::kAppFileType + "/";
+    if (Const::targetRoot() == "/") {
+        return "'" + application + "'";
+    }
+    return shellForm(escapedForRegex(Const::appBaseDirectoryPath()) + "/[^/]*" +
+                     escapedForRegex(application));
+}
+
+std::vector<std::string> RunningApplications::list() {
+    const bool wholeSystem = Const::targetRoot() == "/";
+    std::istringstream lines(executeForLog(std::string("ps -ef | grep ") +
+                                           (wholeSystem ? "" : "-E ") + pattern() +
+                                           " | grep -v grep"));
+    // A listing that could not be had reads "(null)": nothing is taken for stopped unseen.
+    std::vector<std::string> found;
+    for (std::string line; std::getline(lines, line);) {
+        // "UID PID PPID C STIME TTY TIME CMD": the process id and its command line.
+        std::istringstream fields(line);
+        std::string field;
+        std::string pid;
+        for (int i = 0; i < 7 && fields >> field; ++i) {
+            pid = i == 1 ? field : pid;
+        }
+        std::string command;
+        std::getline(fields >> std::ws, command);
+        if (!trimmingNewlines(line).empty()) {
+            found.push_back(command.empty() ? trimmingNewlines(line) : pid + " " + command);
+        }
+    }
+    return found;
+}
+
+}  // namespace vela

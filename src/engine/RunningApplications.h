@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vela {
+
+/// The desktop applications an overwrite stops: one pattern for pkill and ps, and one listing
+/// that the run asks after each attempt and the dry run shows, so that both name the same
+/// processes.
+class RunningApplications {
+public:
+    /// The pattern that pkill and ps match against command lines, in shell form: any VELA.app on
+    /// the system for the root "/", only those started from the target volume's generations
+    /// (or through its link) otherwise.
+    static std::string pattern();
+    /// "<pid> <command line>" of each process the pattern matches (from `ps -ef`); empty when
+    /// none runs.
+    static std::vector<std::string> list();
+};
+
+}  // namespace vela

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
+#include "InstalledAccess.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
@@ -23,8 +24,9 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     // it, so nothing in it is re-owned and no name is followed.
     UniqueFd directory;
     bool created = false;
-    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), path,
-                                            rootAdmin(0775), directory, &created);
+    std::error_code ec =
+        openOwnedDirectory(Const::underTargetRoot("/Library"), path,
+                           InstalledAccess::deviceDirectory(), directory, &created);
     if (ec) {
         context_.performSegueToInstallFailure(
             FailureCode::kInstallation,
@@ -39,7 +41,7 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     // Read back from the descriptor they were set on, not by name through a shell.
     const std::string access = accessText(directory.get());
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
-    if (access == "root:admin:drwxrwxr-x") {
+    if (access == InstalledAccess::listing(InstalledAccess::deviceDirectory(), 'd')) {
         return true;
     }
     context_.performSegueToInstallFailure(

@@ -7,6 +7,7 @@
 #include "FileCopyUtil.h"
 #include "HelpFile.h"
 #include "InstallationView.h"
+#include "InstalledAccess.h"
 #include "Log.h"
 #include "RunningApplications.h"
 #include "SafeFiles.h"
@@ -221,7 +222,8 @@ bool Finalisation::installLaunchAgent() const {
             openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(target), rootOnly(0755),
                                agents, nullptr, /*ownExisting=*/false);
         if (!ec) {
-            ec = copyFileAtomically(*source, agents.get(), nameOf(target), rootAdmin(0644));
+            ec = copyFileAtomically(*source, agents.get(), nameOf(target),
+                                    InstalledAccess::launchAgent());
         }
         if (ec) {
             context_.performSegueToInstallFailure(

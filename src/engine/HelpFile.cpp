@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
+#include "InstalledAccess.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "SystemPath.h"
@@ -32,7 +33,7 @@ std::error_code openDeviceDirectory(bool create, UniqueFd& out) {
     const std::string library = Const::underTargetRoot("/Library");
     const std::string device = Const::getDeviceLicenseModeDirectoryPath();
     if (create) {
-        return openOwnedDirectory(library, device, rootAdmin(0775), out);
+        return openOwnedDirectory(library, device, InstalledAccess::deviceDirectory(), out);
     }
     return openDirectoryBelow(library, device.substr(withoutTrailingSlashes(library).size()), {},
                               out);
@@ -116,9 +117,9 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
     ILog("Copy %s to %s", orNull(source).c_str(), destination.c_str());
     // A new file, created where nothing is, owner and mode set on its descriptor: whatever
     // somebody in the group admin put at the name meanwhile is replaced, never followed.
-    std::error_code ec = source
-                             ? copyFileAtomically(*source, directory.get(), name, rootAdmin(0664))
-                             : std::make_error_code(std::errc::no_such_file_or_directory);
+    std::error_code ec =
+        source ? copyFileAtomically(*source, directory.get(), name, InstalledAccess::sharedFile())
+               : std::make_error_code(std::errc::no_such_file_or_directory);
     if (ec) {
         return fail(stringWithFormat("installation failure: copy help file: %s (%s)",
                                      destination.c_str(), ec.message().c_str()));

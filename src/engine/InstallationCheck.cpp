@@ -12,6 +12,7 @@
 
 #include "Const.h"
 #include "HelpFile.h"
+#include "InstalledAccess.h"
 #include "Log.h"
 #include "Payload.h"
 #include "UniqueFd.h"
@@ -21,9 +22,6 @@ namespace vela {
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr mode_t kSharedFileMode = 0664;  // the help file, as the run sets it
-constexpr mode_t kDeviceDirectoryMode = 0775;
 
 char typeOf(mode_t mode) {
     return S_ISDIR(mode) ? 'd' : S_ISLNK(mode) ? 'l' : S_ISREG(mode) ? '-' : '?';
@@ -144,14 +142,19 @@ InstallationCheck::State InstallationCheck::run() {
         if (!item.source) {
             continue;
         }
-        // The run sets the help file's mode; every other copy keeps the bundle's.
-        compareTree(*item.source, item.target,
-                    item.target == HelpFile::destinationPath()
-                        ? std::optional<mode_t>(kSharedFileMode)
-                        : std::nullopt);
+        // The run sets the help file's and the agent's modes; every other copy keeps the
+        // bundle's.
+        std::optional<mode_t> mode;
+        if (item.target == HelpFile::destinationPath()) {
+            mode = InstalledAccess::sharedFile().mode;
+        } else if (item.target == Const::applicationLaunchAgentPlistPath()) {
+            mode = InstalledAccess::launchAgent().mode;
+        }
+        compareTree(*item.source, item.target, mode);
     }
     checkLink();
-    expectAccess(Const::getDeviceLicenseModeDirectoryPath(), 'd', kDeviceDirectoryMode);
+    expectAccess(Const::getDeviceLicenseModeDirectoryPath(), 'd',
+                 InstalledAccess::deviceDirectory().mode);
     // An overwrite keeps an existing flag as the administrator left it: only its presence is
     // the installation's.
     struct stat flag {};

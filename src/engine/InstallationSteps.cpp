@@ -13,6 +13,7 @@
 #include "HelpFile.h"
 #include "InstallationCheck.h"
 #include "InstallationView.h"
+#include "InstalledAccess.h"
 #include "Payload.h"
 #include "RunningApplications.h"
 #include "SafeFiles.h"
@@ -221,7 +222,8 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
         case Id::DeviceDirectory: {
             const std::string device = Const::getDeviceLicenseModeDirectoryPath();
             plan.push_back({entryKind(device) == EntryKind::Directory ? "set access" : "create",
-                            device, "root:admin drwxrwxr-x"});
+                            device,
+                            InstalledAccess::plan(InstalledAccess::deviceDirectory(), 'd')});
             break;
         }
         case Id::HelpFile:
@@ -230,7 +232,8 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
                     {"move aside", HelpFile::destinationPath(), "to " + HelpFile::backupPath()});
             }
             plan.push_back(
-                {"copy", HelpFile::destinationPath(), "help file, root:admin -rw-rw-r--"});
+                {"copy", HelpFile::destinationPath(),
+                 "help file, " + InstalledAccess::plan(InstalledAccess::sharedFile(), '-')});
             break;
         case Id::Generation: {
             for (const Payload::Item& item : payload().items()) {
@@ -252,11 +255,12 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
             const std::string flag = Const::getDeviceOfflineFlagFilePath();
             const EntryKind kind = entryKind(flag);
             if (!isOverwrite_) {
-                plan.push_back({"create", flag, "root:admin -rw-rw-r--"});
-            } else if (kind != EntryKind::Missing && kind != EntryKind::File) {
                 plan.push_back(
-                    {"replace", flag,
-                     std::string(entryKindName(kind)) + " there, root:admin -rw-rw-r--"});
+                    {"create", flag, InstalledAccess::plan(InstalledAccess::sharedFile(), '-')});
+            } else if (kind != EntryKind::Missing && kind != EntryKind::File) {
+                plan.push_back({"replace", flag,
+                                std::string(entryKindName(kind)) + " there, " +
+                                    InstalledAccess::plan(InstalledAccess::sharedFile(), '-')});
             }
             break;
         }
@@ -282,7 +286,9 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
             }
             break;
         case Id::LaunchAgent:
-            plan.push_back({"copy", Const::applicationLaunchAgentPlistPath(), "agent, root:admin"});
+            plan.push_back(
+                {"copy", Const::applicationLaunchAgentPlistPath(),
+                 "agent, " + InstalledAccess::plan(InstalledAccess::launchAgent(), '-')});
             break;
         case Id::LogModeScripts:
         case Id::Durable:

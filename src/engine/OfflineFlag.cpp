@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "Const.h"
 #include "InstallationView.h"
+#include "InstalledAccess.h"
 #include "Log.h"
 #include "SafeFiles.h"
 #include "ShellForm.h"
@@ -25,7 +26,7 @@ std::error_code touchFlag(int directory, const std::string& name, UniqueFd& out)
     if (file.valid() && ::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode) &&
         info.st_nlink == 1) {
         ::futimens(file.get(), nullptr);
-        const Ownership ownership = rootAdmin(0664);
+        const Ownership ownership = InstalledAccess::sharedFile();
         if (::fchown(file.get(), ownership.owner, ownership.group) != 0 ||
             ::fchmod(file.get(), ownership.mode) != 0) {
             return {errno, std::generic_category()};
@@ -33,7 +34,7 @@ std::error_code touchFlag(int directory, const std::string& name, UniqueFd& out)
         out = std::move(file);
         return {};
     }
-    return createFileAfresh(directory, name, rootAdmin(0664), out);
+    return createFileAfresh(directory, name, InstalledAccess::sharedFile(), out);
 }
 
 }  // namespace
@@ -44,7 +45,7 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     UniqueFd directory;
     UniqueFd flag;
     std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(path),
-                                            rootAdmin(0775), directory);
+                                            InstalledAccess::deviceDirectory(), directory);
     if (!ec) {
         ec = touchFlag(directory.get(), nameOf(path), flag);
     }
@@ -60,7 +61,7 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     // Read back from the descriptor they were set on, not by name through a shell.
     const std::string access = accessText(flag.get());
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
-    if (access == "root:admin:-rw-rw-r--") {
+    if (access == InstalledAccess::listing(InstalledAccess::sharedFile(), '-')) {
         ILog("Created completely offline flag file for the device license mode: %s", path.c_str());
         DTrace("end");
         return true;

@@ -39,6 +39,8 @@ TEST_F(NewInstallation, InstallsEverythingThatVerifyThenFindsIntactOrDamaged) {
     writeFile(root.at("/Users/bob" + area + "VELA.font.plist"), "");
     auto outsider =
         startApplication(std::string(VELA_TEST_BUNDLE_DIR) + "/Contents/MacOS/VELA.app", false);
+    // The agent gets the installation's mode, whatever the bundle's; the verification expects it.
+    ::chmod((useBundleCopy() + "/Contents/Resources/VELA.plist").c_str(), 0664);
 
     // Before: not installed, and a dry run plans the run in its order without changing a thing.
     const std::string untouched = snapshotTree(root.root());

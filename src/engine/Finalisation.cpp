@@ -138,11 +138,8 @@ bool Finalisation::terminateDesktopApplication() const {
 
 bool Finalisation::removeOtherGenerations() const {
     ILog("Removing Other generations ");
-    for (const std::string& name : Const::applicationDirectoryPrefixEnumerate()) {
-        std::string path = joinPath(Const::appBaseDirectoryPath(), name) + "/";
-        if (path == context_.destDirectoryPath()) {
-            continue;
-        }
+    for (const std::string& other : Const::otherGenerationPaths(context_.destDirectoryPath())) {
+        const std::string path = other + "/";
         DTraceRemoval("-rf", path);
         if (entryKind(path) != EntryKind::Missing) {
             context_.performSegueToInstallFailure(

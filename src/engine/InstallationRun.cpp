@@ -23,11 +23,6 @@ std::string bundleNamed(const char* name) {
     return std::string(name) + "." + Const::kAppFileType;
 }
 
-bool endsWith(const std::string& text, const std::string& suffix) {
-    return text.size() >= suffix.size() &&
-           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
-
 }  // namespace
 
 InstallationRun::InstallationRun(InstallationView& view, const Bundle& bundle, bool isOverwrite,
@@ -134,11 +129,7 @@ bool InstallationRun::prepareGeneration() {
 
 bool InstallationRun::removeMovedAside() {
     ILog("Generation rename processing ");
-    for (const std::string& name : Const::applicationDirectoryPrefixEnumerate()) {
-        std::string path = Const::appBaseDirectoryPath() + "/" + name;
-        if (!endsWith(path, Const::kDestinationDirectorySuffix)) {
-            continue;
-        }
+    for (const std::string& path : Const::movedAsideGenerationPaths()) {
         if (removeEntryTraced(__PRETTY_FUNCTION__, path)) {
             context_.performSegueToInstallFailure(
                 FailureCode::kInstallation,

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sstream>
@@ -28,10 +29,6 @@ using Id = InstallationSteps::Id;
 std::string sizeText(std::uint64_t bytes, std::uint64_t files) {
     return std::to_string(bytes) + " bytes, " + std::to_string(files) +
            (files == 1 ? " file" : " files");
-}
-
-bool isMovedAside(const std::string& name) {
-    return name.ends_with(Const::kDestinationDirectorySuffix);
 }
 
 // Why root could not create anything in `folder` (a read-only volume); none when it could.
@@ -195,18 +192,14 @@ const Payload& InstallationSteps::payload() const {
 }
 
 void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
-    const std::string base = Const::appBaseDirectoryPath();
     const std::string generation = withoutTrailingSlashes(generation_);
     const std::string aside = generation + Const::kDestinationDirectorySuffix;
     const bool installed = entryKind(generation) == EntryKind::Directory;
     const bool hadHelpFile = entryKind(HelpFile::destinationPath()) != EntryKind::Missing;
     switch (id) {
         case Id::RemoveMovedAside:
-            for (const std::string& name : Const::applicationDirectoryPrefixEnumerate()) {
-                if (isMovedAside(name)) {
-                    plan.push_back(
-                        {"remove", joinPath(base, name), "generation moved aside earlier"});
-                }
+            for (const std::string& path : Const::movedAsideGenerationPaths()) {
+                plan.push_back({"remove", path, "generation moved aside earlier"});
             }
             break;
         case Id::MoveAside:
@@ -269,10 +262,11 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
                 {"link", Const::symbolicLinkPath(),
                  "to " + InstallationCheck::expectedLinkText(bundle_.shortVersionString())});
             break;
-        case Id::RemoveOtherGenerations:
-            for (const std::string& name : Const::applicationDirectoryPrefixEnumerate()) {
-                const std::string path = joinPath(base, name);
-                if (path != generation && !isMovedAside(name)) {
+        case Id::RemoveOtherGenerations: {
+            // Those moved aside earlier are gone by then; this version's is moved aside first.
+            const std::vector<std::string> earlier = Const::movedAsideGenerationPaths();
+            for (const std::string& path : Const::otherGenerationPaths(generation)) {
+                if (std::find(earlier.begin(), earlier.end(), path) == earlier.end()) {
                     plan.push_back({"remove", path, "other generation"});
                 }
             }
@@ -280,6 +274,7 @@ void InstallationSteps::describe(Id id, std::vector<Action>& plan) const {
                 plan.push_back({"remove", aside, "this version's previous copy"});
             }
             break;
+        }
         case Id::RemoveOldHelpFile:
             if (hadHelpFile) {
                 plan.push_back({"remove", HelpFile::backupPath(), "the previous help file"});

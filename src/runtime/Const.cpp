@@ -163,6 +163,32 @@ std::vector<std::string> Const::applicationDirectoryPrefixEnumerate() {
     return result;
 }
 
+std::vector<std::string> Const::movedAsideGenerationPaths() {
+    std::vector<std::string> result;
+    const std::string suffix = kDestinationDirectorySuffix;
+    for (const std::string& name : applicationDirectoryPrefixEnumerate()) {
+        if (name.size() >= suffix.size() &&
+            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+            result.push_back(joinPath(appBaseDirectoryPath(), name));
+        }
+    }
+    return result;
+}
+
+std::vector<std::string> Const::otherGenerationPaths(const std::string& kept) {
+    std::string plain = kept;
+    while (plain.size() > 1 && plain.back() == '/') {
+        plain.pop_back();
+    }
+    std::vector<std::string> result;
+    for (const std::string& name : applicationDirectoryPrefixEnumerate()) {
+        if (joinPath(appBaseDirectoryPath(), name) != plain) {
+            result.push_back(joinPath(appBaseDirectoryPath(), name));
+        }
+    }
+    return result;
+}
+
 std::vector<std::string> Const::allUserDirectoryPlistPaths() {
     std::vector<std::string> result;
     const std::string users = underTargetRoot("/Users");

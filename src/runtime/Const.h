@@ -83,6 +83,11 @@ public:
     /// Names (not paths) in the base directory that begin with "VELA-Ver", in listing order.
     /// Plain files are returned too; a missing directory gives an empty list.
     static std::vector<std::string> applicationDirectoryPrefixEnumerate();
+    /// Paths (no trailing slash) of the generations moved aside by an earlier run ("….old").
+    static std::vector<std::string> movedAsideGenerationPaths();
+    /// Paths (no trailing slash) of every generation but `kept` (trailing slash or not),
+    /// moved-aside ones included.
+    static std::vector<std::string> otherGenerationPaths(const std::string& kept);
     /// Existing VELA.config.plist and VELA.font.plist of every entry of /Users, in listing order.
     static std::vector<std::string> allUserDirectoryPlistPaths();
 

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -115,7 +116,11 @@ void InstallationViewController::performSegue(const Transition& transition) {
         return;
     }
     replaced_ = true;
+    // The page's title already says that the installation could not be completed: its detail
+    // is what failed, where and why.
     failureDetail_ = QString::fromStdString(transition.message);
+    failureDetail_.remove(
+        QRegularExpression(QStringLiteral("^Installation couldn't be completed: ")));
     SignalPipe::setAccepting(true);
     if (SignalPipe::takePending()) {
         ILog(

@@ -110,11 +110,9 @@ void UnattendedInstall::performSegue(const Transition& transition) {
     }
     pageReplaced_ = true;
     SignalPipe::setAccepting(false);
-    firstTransition_ = transition;
     progress_.finishLine();
     if (transition.identifier == Segue::kToInstallFailure) {
         std::fprintf(stderr, "%s: %s\n", transition.code.c_str(), transition.message.c_str());
-        outcome_.setError(transition.code, transition.message);
     }
 }
 
@@ -145,24 +143,27 @@ void UnattendedInstall::onRunEnded() {
                      "vela-device-install: a stop was asked for while the installation could not "
                      "be cancelled; it ran to its end\n");
     }
+    using End = InstallationRun::Result::End;
+    const InstallationRun::Result result = run_->result();
+    if (result.failure) {
+        outcome_.setError(FailureCode::kInstallation, *result.failure);
+    }
     int status = kExitFailed;
-    if (const std::optional<std::string>& undo = run_->undoFailure()) {
+    if (result.undoFailure) {
         // Never "restored": what is left and where, for the next run or --recover.
         std::fprintf(stderr,
                      "vela-device-install: %s; the journal %s keeps the rest for the next run or "
                      "--recover\n",
-                     undo->c_str(), UndoRecord::journalPath().c_str());
-    } else if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallFailure) {
-        if (run_->record().isPastPointOfNoReturn()) {
-            std::fprintf(stderr,
-                         "vela-device-install: the new version is in place but not complete; the "
-                         "journal %s lets the next run or --recover complete it\n",
-                         UndoRecord::journalPath().c_str());
-        }
-    } else if (cancelRequested_) {
+                     result.undoFailure->c_str(), UndoRecord::journalPath().c_str());
+    } else if (result.end == End::Unfinished) {
+        std::fprintf(stderr,
+                     "vela-device-install: the new version is in place but not complete; the "
+                     "journal %s lets the next run or --recover complete it\n",
+                     UndoRecord::journalPath().c_str());
+    } else if (result.end == End::Cancelled) {
         std::fprintf(stderr, "vela-device-install: cancelled; the previous state is restored\n");
         status = kExitCancelled;
-    } else if (firstTransition_ && firstTransition_->identifier == Segue::kToInstallComplete) {
+    } else if (result.end == End::Installed) {
         CompletionSteps::reloadLaunchAgent();
         progress_.show(100);
         progress_.finishLine();
@@ -173,7 +174,7 @@ void UnattendedInstall::onRunEnded() {
         outcome_.record().files = run_->steps().payload().files();
         status = kExitInstalled;
     }
-    outcome_.record().undone = status != kExitInstalled && run_->isUndone();
+    outcome_.record().undone = status != kExitInstalled && result.undone;
     QCoreApplication::exit(status);
 }
 

@@ -62,7 +62,6 @@ private:
     TerminalProgress progress_;
     std::unique_ptr<InstallationRun> run_;
     std::unique_ptr<SignalPipe> signals_;
-    std::optional<Transition> firstTransition_;
     std::atomic<bool> cancelRequested_{false};
     bool pageReplaced_ = false;
 };

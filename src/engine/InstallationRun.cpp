@@ -295,6 +295,21 @@ void InstallationRun::copyUninstaller() {
     fileCopyUtil_.copyFileAtPath(source, target);
 }
 
+InstallationRun::Result InstallationRun::result() const {
+    using End = Result::End;
+    Result result{
+        End::Failed, context_.failure(), undoFailure_,
+        record_.hasRecorded() && !completed_ && !undoFailure_ && record_.entries().empty()};
+    if (!undoFailure_ && result.failure) {
+        result.end = record_.isPastPointOfNoReturn() ? End::Unfinished : End::Failed;
+    } else if (!undoFailure_ && cancelled_) {
+        result.end = End::Cancelled;
+    } else if (!undoFailure_ && completed_) {
+        result.end = End::Installed;
+    }
+    return result;
+}
+
 void InstallationRun::endRun() {
     if (ended_) {
         return;

@@ -22,6 +22,20 @@ namespace vela {
 /// main thread, which must run a Qt event loop.
 class InstallationRun : public QObject, public FileCopyUtilDelegate {
 public:
+    /// How a run ended: what the front ends report. The page changes only show it.
+    struct Result {
+        enum class End {
+            Installed,   ///< every step taken and on the disk
+            Failed,      ///< a step failed, or an undo could not be completed
+            Cancelled,   ///< cancelled, and what the run had done is undone
+            Unfinished,  ///< failed past the point of no return: the journal completes it
+        };
+        End end;
+        std::optional<std::string> failure;      ///< the first failure's message and reason
+        std::optional<std::string> undoFailure;  ///< why an undo stopped short
+        bool undone;                             ///< the run changed the target and put it back
+    };
+
     /// `runEnded` is called on the main thread once the run has nothing more to do: it stopped
     /// in the preparation, finalised, or saw the cancellation.
     InstallationRun(InstallationView& view, const Bundle& bundle, bool isOverwrite,
@@ -44,12 +58,8 @@ public:
     const InstallationContext& context() const { return context_; }
     const UndoRecord& record() const { return record_; }
     const InstallationSteps& steps() const { return steps_; }
-    /// Why the undo of a cancelled or failed run stopped short (the journal keeps the rest).
-    const std::optional<std::string>& undoFailure() const { return undoFailure_; }
-    /// Whether the run changed the target and put everything back.
-    bool isUndone() const {
-        return record_.hasRecorded() && !completed_ && !undoFailure_ && record_.entries().empty();
-    }
+    /// Main thread, once the run has ended.
+    Result result() const;
 
     /// The copier's reports: progress on the main thread, the end of a copy on its thread.
     void setCopyProgress(float fraction) override;

@@ -11,6 +11,17 @@
 
 namespace vela {
 
+std::error_code DeviceDirectory::open(bool create, UniqueFd& out, bool* created) {
+    const std::string library = Const::underTargetRoot("/Library");
+    const std::string device = Const::getDeviceLicenseModeDirectoryPath();
+    if (create) {
+        return openOwnedDirectory(library, device, InstalledAccess::deviceDirectory(), out,
+                                  created);
+    }
+    return openDirectoryBelow(library, device.substr(withoutTrailingSlashes(library).size()), {},
+                              out);
+}
+
 bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) const {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
@@ -24,9 +35,7 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     // it, so nothing in it is re-owned and no name is followed.
     UniqueFd directory;
     bool created = false;
-    std::error_code ec =
-        openOwnedDirectory(Const::underTargetRoot("/Library"), path,
-                           InstalledAccess::deviceDirectory(), directory, &created);
+    std::error_code ec = open(true, directory, &created);
     if (ec) {
         context_.performSegueToInstallFailure(
             FailureCode::kInstallation,

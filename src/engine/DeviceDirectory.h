@@ -5,6 +5,7 @@
 
 #include "InstallationContext.h"
 #include "UndoRecord.h"
+#include "UniqueFd.h"
 
 namespace vela {
 
@@ -19,6 +20,10 @@ public:
     bool createDirectoryDeviceLicenseConfig(UndoRecord& record) const;
     /// Removes the directory and everything in it; why not, when it is still there.
     static std::optional<std::string> removeDirectoryDeviceLicenseConfig();
+    /// Opens the directory from /Library without following a link, creating what is missing
+    /// (`create`; the directory then gets its owner and mode). The group admin writes in it, so
+    /// every name in it is handled through this descriptor.
+    static std::error_code open(bool create, UniqueFd& out, bool* created = nullptr);
 
 private:
     const InstallationContext& context_;

@@ -1,7 +1,6 @@
 #include "HelpFile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +8,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "DeviceDirectory.h"
 #include "InstallationView.h"
 #include "InstalledAccess.h"
 #include "Log.h"
@@ -26,30 +26,6 @@ std::string HelpFile::backupPath() {
 }
 
 namespace {
-
-// The device directory, reached from /Library without following a link: it is the group
-// admin's to write in, so every name in it is handled through this descriptor.
-std::error_code openDeviceDirectory(bool create, UniqueFd& out) {
-    const std::string library = Const::underTargetRoot("/Library");
-    const std::string device = Const::getDeviceLicenseModeDirectoryPath();
-    if (create) {
-        return openOwnedDirectory(library, device, InstalledAccess::deviceDirectory(), out);
-    }
-    return openDirectoryBelow(library, device.substr(withoutTrailingSlashes(library).size()), {},
-                              out);
-}
-
-// What stands at `name` in `directory`, without following a link.
-EntryKind kindAt(int directory, const std::string& name) {
-    struct stat info {};
-    if (::fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-        return EntryKind::Missing;
-    }
-    return S_ISDIR(info.st_mode)   ? EntryKind::Directory
-           : S_ISLNK(info.st_mode) ? EntryKind::Link
-           : S_ISREG(info.st_mode) ? EntryKind::File
-                                   : EntryKind::Other;
-}
 
 std::string lastError() {
     return std::strerror(errno);
@@ -89,13 +65,13 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         return false;
     }
     UniqueFd directory;
-    if (std::error_code ec = openDeviceDirectory(true, directory)) {
+    if (std::error_code ec = DeviceDirectory::open(true, directory)) {
         return fail(stringWithFormat("installation failure: copy help file: %s (%s)",
                                      destination.c_str(), ec.message().c_str()));
     }
     const std::string name = nameOf(destination);
     const std::string backupName = nameOf(backup);
-    if (kindAt(directory.get(), backupName) != EntryKind::Missing) {
+    if (entryKindAt(directory.get(), backupName) != EntryKind::Missing) {
         DTrace("remove %s", backup.c_str());
         if (::unlinkat(directory.get(), backupName.c_str(), 0) != 0) {
             return fail(
@@ -104,10 +80,10 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         }
         ILog("removed renamed old help file: %s", backup.c_str());
     }
-    if (kindAt(directory.get(), name) != EntryKind::Missing) {
+    if (entryKindAt(directory.get(), name) != EntryKind::Missing) {
         DTrace("rename %s to %s", destination.c_str(), backup.c_str());
         // A folder is never moved: renameat refuses to put one where a file stood.
-        if (kindAt(directory.get(), name) == EntryKind::Directory ||
+        if (entryKindAt(directory.get(), name) == EntryKind::Directory ||
             ::renameat(directory.get(), name.c_str(), directory.get(), backupName.c_str()) != 0) {
             return fail(stringWithFormat("installation failure: renaming help file : %s (%s)",
                                          destination.c_str(), lastError().c_str()));
@@ -135,7 +111,7 @@ std::optional<std::string> HelpFile::revertHelpFile(bool movedAside) {
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
     UniqueFd directory;
-    std::error_code ec = openDeviceDirectory(false, directory);
+    std::error_code ec = DeviceDirectory::open(false, directory);
     if (ec == std::errc::no_such_file_or_directory) {
         DTrace("end");
         return std::nullopt;  // nothing of it is left to revert
@@ -148,20 +124,23 @@ std::optional<std::string> HelpFile::revertHelpFile(bool movedAside) {
         return failure(destination, ec.message());
     }
     const std::string name = nameOf(destination);
+    // Only what this run moved aside goes back: a file or a link, never a folder. A previous
+    // file that is not at its backup was never moved there, or has been put back already: the
+    // file at the name is that previous one and stays.
+    const EntryKind kept = entryKindAt(directory.get(), nameOf(backup));
+    if (movedAside && (kept == EntryKind::Missing || kept == EntryKind::Directory)) {
+        DTrace("end");
+        return std::nullopt;
+    }
     ILog("Remove copied help file of the device license mode: %s", destination.c_str());
     if (::unlinkat(directory.get(), name.c_str(), 0) != 0 && errno != ENOENT) {
         return failure(destination, lastError());
     }
-    // Only what this run moved aside goes back: a file or a link, never a folder.
-    const EntryKind kept = kindAt(directory.get(), nameOf(backup));
-    if (movedAside && kept != EntryKind::Missing && kept != EntryKind::Directory) {
+    if (movedAside) {
         ILog("Revert help file of the device license mode: %s", destination.c_str());
         if (::renameat(directory.get(), nameOf(backup).c_str(), directory.get(), name.c_str()) !=
             0) {
             return failure(backup, lastError());
-        }
-        if (::fsync(directory.get()) != 0) {
-            return failure(destination, lastError());
         }
     }
     DTrace("end");

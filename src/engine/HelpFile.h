@@ -20,7 +20,8 @@ public:
     /// the failure.
     bool copyHelpFile(UndoRecord& record) const;
     /// Removes the copied file and, when the run moved the previous one aside (`movedAside`),
-    /// moves that back, a file or a link but never a folder; why not, when either fails.
+    /// moves that back, a file or a link but never a folder (none there: nothing changes); why
+    /// not, when either fails. The caller makes the undo durable.
     static std::optional<std::string> revertHelpFile(bool movedAside);
     /// What would make the change fail: a folder at either name. Reads only.
     static std::optional<std::string> check();

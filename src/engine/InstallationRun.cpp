@@ -1,7 +1,5 @@
 #include "InstallationRun.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -188,20 +186,15 @@ std::optional<std::string> InstallationRun::removeUserFile(const std::string& us
         folder.starts_with(users + "/")
             ? openDirectoryBelow(users, folder.substr(users.size() + 1), walk, directory)
             : std::make_error_code(std::errc::invalid_argument);
-    struct stat info {};
-    if (!ec && ::fstatat(directory.get(), nameOf(path).c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-        ec = {errno, std::generic_category()};
-    }
-    if (ec == std::errc::no_such_file_or_directory) {
+    const EntryKind kind = ec ? EntryKind::Missing : entryKindAt(directory.get(), nameOf(path));
+    if (ec == std::errc::no_such_file_or_directory || (!ec && kind == EntryKind::Missing)) {
         return std::nullopt;  // gone meanwhile
     }
     if (ec) {
         return folder + ": " + ec.message();
     }
-    if (!S_ISREG(info.st_mode)) {
-        return S_ISLNK(info.st_mode)   ? "a symbolic link"
-               : S_ISDIR(info.st_mode) ? "a directory"
-                                       : "not a regular file";
+    if (kind != EntryKind::File) {
+        return entryKindName(kind);
     }
     ILog("Found plist and removing: %s", path.c_str());
     if (::unlinkat(directory.get(), nameOf(path).c_str(), 0) != 0) {
@@ -300,11 +293,14 @@ InstallationRun::Result InstallationRun::result() const {
     Result result{
         End::Failed, context_.failure(), undoFailure_,
         record_.hasRecorded() && !completed_ && !undoFailure_ && record_.entries().empty()};
-    if (!undoFailure_ && result.failure) {
+    if (undoFailure_) {
+        return result;
+    }
+    if (result.failure) {
         result.end = record_.isPastPointOfNoReturn() ? End::Unfinished : End::Failed;
-    } else if (!undoFailure_ && cancelled_) {
+    } else if (cancelled_) {
         result.end = End::Cancelled;
-    } else if (!undoFailure_ && completed_) {
+    } else if (completed_) {
         result.end = End::Installed;
     }
     return result;

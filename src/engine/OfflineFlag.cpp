@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "Const.h"
+#include "DeviceDirectory.h"
 #include "InstallationView.h"
 #include "InstalledAccess.h"
 #include "Log.h"
@@ -44,8 +45,7 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     const std::string path = Const::getDeviceOfflineFlagFilePath();
     UniqueFd directory;
     UniqueFd flag;
-    std::error_code ec = openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(path),
-                                            InstalledAccess::deviceDirectory(), directory);
+    std::error_code ec = DeviceDirectory::open(true, directory);
     if (!ec) {
         ec = touchFlag(directory.get(), nameOf(path), flag);
     }
@@ -76,20 +76,14 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
 
 std::optional<std::string> OfflineFlag::removeDeviceOfflineFlagFile() {
     const std::string path = Const::getDeviceOfflineFlagFilePath();
-    const std::string library = Const::underTargetRoot("/Library");
     UniqueFd directory;
-    std::error_code ec = openDirectoryBelow(
-        library, parentOf(path).substr(withoutTrailingSlashes(library).size()), {}, directory);
-    struct stat info {};
-    if (!ec && ::fstatat(directory.get(), nameOf(path).c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-        ec = {errno, std::generic_category()};
-    }
-    if (ec == std::errc::no_such_file_or_directory || (!ec && !S_ISREG(info.st_mode))) {
+    std::error_code ec = DeviceDirectory::open(false, directory);
+    if (ec == std::errc::no_such_file_or_directory ||
+        (!ec && entryKindAt(directory.get(), nameOf(path)) != EntryKind::File)) {
         return std::nullopt;
     }
     ILog("Remove offline flag file for the device license mode: %s", path.c_str());
-    if (!ec && (::unlinkat(directory.get(), nameOf(path).c_str(), 0) != 0 ||
-                ::fsync(directory.get()) != 0)) {
+    if (!ec && ::unlinkat(directory.get(), nameOf(path).c_str(), 0) != 0) {
         ec = {errno, std::generic_category()};
     }
     if (ec) {

@@ -17,7 +17,7 @@ public:
     /// reads it back. False after reporting the failure.
     bool createDeviceOfflineFlagFile() const;
     /// The undo of a flag this run created: a plain file at the name goes, anything else is
-    /// not the run's and stays. Why not, when it could not.
+    /// not the run's and stays. Why not, when it could not. The caller makes the undo durable.
     static std::optional<std::string> removeDeviceOfflineFlagFile();
 
 private:

@@ -111,19 +111,8 @@ std::optional<std::string> Rollback::undo(const UndoEntry& entry) const {
         }
         case UndoStep::MovedAside:
             return renameDirectoryAtPath(Const::underTargetRoot(entry.backup), path);
-        case UndoStep::HelpFileReplaced: {
-            // A previous file that is no longer at its backup was never moved there, or has been
-            // put back already: the file at the name is that previous one and stays. A folder
-            // there was never the run's to move.
-            const EntryKind kept = entry.backup.empty()
-                                       ? EntryKind::Missing
-                                       : entryKind(Const::underTargetRoot(entry.backup));
-            if (entry.backup.empty() ||
-                (kept != EntryKind::Missing && kept != EntryKind::Directory)) {
-                return HelpFile::revertHelpFile(!entry.backup.empty());
-            }
-            return std::nullopt;
-        }
+        case UndoStep::HelpFileReplaced:
+            return HelpFile::revertHelpFile(!entry.backup.empty());
         case UndoStep::DeviceDirectoryCreated:
             return DeviceDirectory::removeDirectoryDeviceLicenseConfig();
         case UndoStep::OfflineFlagCreated:

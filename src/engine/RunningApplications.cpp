@@ -44,12 +44,8 @@ std::vector<std::string> RunningApplications::list() {
     for (std::string line; std::getline(lines, line);) {
         // "UID PID PPID C STIME TTY TIME CMD": the process id and its command line.
         std::istringstream fields(line);
-        std::string field;
-        std::string pid;
-        for (int i = 0; i < 7 && fields >> field; ++i) {
-            pid = i == 1 ? field : pid;
-        }
-        std::string command;
+        std::string uid, pid, ppid, cpu, start, tty, time, command;
+        fields >> uid >> pid >> ppid >> cpu >> start >> tty >> time;
         std::getline(fields >> std::ws, command);
         if (!trimmingNewlines(line).empty()) {
             found.push_back(command.empty() ? trimmingNewlines(line) : pid + " " + command);

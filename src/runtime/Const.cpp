@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "Bundle.h"
+#include "SafeFiles.h"
 #include "platform/CurrentUser.h"
 
 namespace vela {
@@ -165,10 +166,8 @@ std::vector<std::string> Const::applicationDirectoryPrefixEnumerate() {
 
 std::vector<std::string> Const::movedAsideGenerationPaths() {
     std::vector<std::string> result;
-    const std::string suffix = kDestinationDirectorySuffix;
     for (const std::string& name : applicationDirectoryPrefixEnumerate()) {
-        if (name.size() >= suffix.size() &&
-            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+        if (name.ends_with(kDestinationDirectorySuffix)) {
             result.push_back(joinPath(appBaseDirectoryPath(), name));
         }
     }
@@ -176,10 +175,7 @@ std::vector<std::string> Const::movedAsideGenerationPaths() {
 }
 
 std::vector<std::string> Const::otherGenerationPaths(const std::string& kept) {
-    std::string plain = kept;
-    while (plain.size() > 1 && plain.back() == '/') {
-        plain.pop_back();
-    }
+    const std::string plain = withoutTrailingSlashes(kept);
     std::vector<std::string> result;
     for (const std::string& name : applicationDirectoryPrefixEnumerate()) {
         if (joinPath(appBaseDirectoryPath(), name) != plain) {

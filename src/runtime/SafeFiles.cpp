@@ -185,8 +185,12 @@ std::string accessText(int fd) {
 }
 
 EntryKind entryKind(const std::string& path) {
+    return entryKindAt(AT_FDCWD, withoutTrailingSlashes(path));
+}
+
+EntryKind entryKindAt(int dirFd, const std::string& name) {
     struct stat info {};
-    if (::lstat(withoutTrailingSlashes(path).c_str(), &info) != 0) {
+    if (::fstatat(dirFd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
         return EntryKind::Missing;
     }
     if (S_ISLNK(info.st_mode)) {

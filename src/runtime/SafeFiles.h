@@ -57,6 +57,8 @@ std::error_code openDirectoryBelow(const std::string& base, const std::string& r
 /// What is at a path, without following a link there.
 enum class EntryKind { Missing, Directory, Link, File, Other };
 EntryKind entryKind(const std::string& path);
+/// What is at `name` in the folder `dirFd`, without following a link there.
+EntryKind entryKindAt(int dirFd, const std::string& name);
 const char* entryKindName(EntryKind kind);
 
 /// "owner:group:mode" as an administrator reads them in a listing ("root:admin:drwxrwxr-x"),

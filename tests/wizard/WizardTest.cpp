@@ -358,6 +358,8 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
                         QStringLiteral("\n\n")))
                         << shown.value(1).toStdString();
                     EXPECT_TRUE(shown.value(1).contains(why)) << shown.value(1).toStdString();
+                    EXPECT_FALSE(shown.value(1).contains(QStringLiteral("couldn't be completed")))
+                        << "the detail repeats the title";
                     EXPECT_EQ(
                         shown.size() == 4 ? shown[0] + shown[2] + shown[3] : QString(),
                         tr("InstallFailureViewController", "Installation couldn't be completed") +

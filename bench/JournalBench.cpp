@@ -31,10 +31,10 @@ void BM_JournalOfAnOverwrite(benchmark::State& state) {
         UndoRecord record;
         record.begin(true, "1.2.3");
         record.append(
-            {UndoStep::MovedAside, generation, "/Applications/Quillmark/VELA-Ver1.2.3.old/"});
-        record.append({UndoStep::HelpFileReplaced, help, help + ".old"});
-        record.append({UndoStep::CopyStarted, generation, {}});
-        record.append({UndoStep::PointOfNoReturn, {}, {}});
+            {StepId::MoveAside, generation, "/Applications/Quillmark/VELA-Ver1.2.3.old/"});
+        record.append({StepId::HelpFile, help, help + ".old"});
+        record.append({StepId::Generation, generation, {}});
+        record.append({StepId::PointOfNoReturn, {}, {}});
         record.finish();
     }
     Const::setTargetRoot("/");

@@ -44,7 +44,7 @@ int DryRun::exec() {
     const Repair::Outcome foreseen = Repair::foresee(repair);
     std::vector<InstallationSteps::Action> plan;
     if (foreseen == Repair::Outcome::Repaired) {
-        plan.push_back({"repair", UndoRecord::journalPath(), repair});
+        plan.push_back({"repair", "repair", UndoRecord::journalPath(), repair});
     }
     for (const InstallationSteps::Action& action : steps.actions()) {
         plan.push_back(action);
@@ -54,6 +54,7 @@ int DryRun::exec() {
         std::fprintf(out, "  %s %s (%s)\n", action.action.c_str(), action.path.c_str(),
                      action.detail.c_str());
         actions.append(QJsonObject{
+            {QStringLiteral("step"), QString::fromStdString(action.step)},
             {QStringLiteral("action"), QString::fromStdString(action.action)},
             {QStringLiteral("path"), QString::fromStdString(action.path)},
             {QStringLiteral("detail"), QString::fromStdString(action.detail)},
@@ -62,12 +63,14 @@ int DryRun::exec() {
     record.actions = actions;
 
     // Exactly the checks the run makes before it changes anything.
+    const StepFailure failure =
+        foreseen == Repair::Outcome::Refused ? StepFailure(Failure{repair}) : steps.preflight();
     const std::optional<std::string> reason =
-        foreseen == Repair::Outcome::Refused ? std::optional(repair) : steps.preflight();
+        failure ? std::optional(failure->text()) : std::nullopt;
     if (reason) {
         ILog("Dry run: the installation would fail: %s", reason->c_str());
         std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, reason->c_str());
-        outcome_.setError(FailureCode::kInstallation, *reason);
+        outcome_.setFailure(*failure);
         return outcome_.complete("blocked", kExitFailed);
     }
     ILog("Dry run: the installation would go ahead with %d change(s)",

@@ -18,6 +18,19 @@ void Outcome::setError(const std::string& code, const std::string& message) {
     record_.errorMessage = message;
 }
 
+void Outcome::setFailure(const Failure& failure) {
+    setError(failure.code, failure.text());
+    if (!failure.path.empty()) {
+        record_.errorPath = failure.path;
+    }
+    if (!failure.reason.empty()) {
+        record_.errorReason = failure.reason;
+    }
+    if (!failure.step.empty()) {
+        record_.errorStep = failure.step;
+    }
+}
+
 void Outcome::refuseNonAdministrator(const std::string& user) {
     std::fprintf(stderr,
                  "%s: Please install with administrator privileges (user %s is not a member of "

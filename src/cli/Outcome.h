@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "Failure.h"
 #include "InstallRecord.h"
 
 namespace vela {
@@ -24,6 +25,8 @@ public:
 
     /// Records an error (FailureCode::kInstallation, "usage", ...) with its text.
     void setError(const std::string& code, const std::string& message);
+    /// Records a failure of the run: its code, its text, and where and why when it says so.
+    void setFailure(const Failure& failure);
     /// Says on standard error that `user` is not an administrator and records
     /// FailureCode::kNotAdministrator.
     void refuseNonAdministrator(const std::string& user);

@@ -146,7 +146,7 @@ void UnattendedInstall::onRunEnded() {
     using End = InstallationRun::Result::End;
     const InstallationRun::Result result = run_->result();
     if (result.failure) {
-        outcome_.setError(FailureCode::kInstallation, *result.failure);
+        outcome_.setFailure(*result.failure);
     }
     int status = kExitFailed;
     if (result.undoFailure) {
@@ -154,7 +154,7 @@ void UnattendedInstall::onRunEnded() {
         std::fprintf(stderr,
                      "vela-device-install: %s; the journal %s keeps the rest for the next run or "
                      "--recover\n",
-                     result.undoFailure->c_str(), UndoRecord::journalPath().c_str());
+                     result.undoFailure->text().c_str(), UndoRecord::journalPath().c_str());
     } else if (result.end == End::Unfinished) {
         std::fprintf(stderr,
                      "vela-device-install: the new version is in place but not complete; the "

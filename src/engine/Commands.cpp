@@ -1,5 +1,9 @@
 #include "Commands.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "Const.h"
@@ -45,14 +49,22 @@ std::string removalCommand(const std::string& options, const std::string& path) 
     return "rm " + options + " " + shellForm(withoutTrailingSlashes(path));
 }
 
-std::optional<std::string> removeEntryTraced(const char* function, const std::string& path) {
+StepFailure removeEntryTraced(const char* function, const std::string& path) {
     noteLink(path);
     const std::string output = executeWithTrace(function, removalCommand("-rf", path));
     if (entryKind(path) == EntryKind::Missing) {
         return std::nullopt;
     }
     const std::string reason = trimmingNewlines(output);
-    return "cannot remove " + path + ": " + (reason.empty() ? "it is still there" : reason);
+    return Failure{"cannot remove", path, reason.empty() ? "it is still there" : reason};
+}
+
+std::optional<std::string> unwritable(const std::string& folder) {
+    if (entryKind(folder) != EntryKind::Directory || ::access(folder.c_str(), W_OK) == 0 ||
+        errno != EROFS) {
+        return std::nullopt;
+    }
+    return std::strerror(EROFS);
 }
 
 std::string executeForLog(const std::string& commandLine) {

@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "Failure.h"
+
 namespace vela {
 
 /// Whether `path` is one the installer makes under the target root, and so may remove or move:
@@ -33,8 +35,11 @@ std::string executeRemovalWithTrace(const char* function, const std::string& opt
 
 /// Runs the removal of `path` (see removalCommand) with the trace "command execute: <command>"
 /// under `function`'s name; a link there is logged as such (only the link goes). When something
-/// is still there afterwards: "cannot remove <path>: <what rm said>".
-std::optional<std::string> removeEntryTraced(const char* function, const std::string& path);
+/// is still there afterwards: "cannot remove: <path> (<what rm said>)".
+StepFailure removeEntryTraced(const char* function, const std::string& path);
+
+/// Why root could not create anything in `folder` (a read-only volume); none when it could.
+std::optional<std::string> unwritable(const std::string& folder);
 
 /// `text` without line breaks at either end.
 std::string trimmingNewlines(const std::string& text);

@@ -22,26 +22,30 @@ std::error_code DeviceDirectory::open(bool create, UniqueFd& out, bool* created)
                               out);
 }
 
-bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) const {
+StepFailure DeviceDirectory::check() {
+    const std::string device = Const::getDeviceLicenseModeDirectoryPath();
+    const EntryKind kind = entryKind(device);
+    if (kind != EntryKind::Missing && kind != EntryKind::Directory) {
+        return Failure{"non-directory item exists", device};
+    }
+    if (std::optional<std::string> reason = unwritable(Const::underTargetRoot("/Library"))) {
+        return Failure{"installation failure: create directory", device, *reason};
+    }
+    return std::nullopt;
+}
+
+StepFailure DeviceDirectory::createDirectoryDeviceLicenseConfig() {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
     // The step's check has refused anything but a folder at the name; one planted since is
-    // refused by the open below, which follows no link.
-    if (entryKind(path) == EntryKind::Missing &&
-        !context_.recordStep(record, {UndoStep::DeviceDirectoryCreated, systemPathOf(path), {}})) {
-        return false;
-    }
-    // Owner and mode go on the descriptor of the real directory: the group admin may write in
-    // it, so nothing in it is re-owned and no name is followed.
+    // refused by the open below, which follows no link. Owner and mode go on the descriptor of
+    // the real directory: the group admin may write in it, so nothing in it is re-owned and no
+    // name is followed.
     UniqueFd directory;
     bool created = false;
     std::error_code ec = open(true, directory, &created);
     if (ec) {
-        context_.performSegueToInstallFailure(
-            FailureCode::kInstallation,
-            stringWithFormat("installation failure: create directory: %s (%s)", path.c_str(),
-                             ec.message().c_str()));
-        return false;
+        return Failure::ofError("installation failure: create directory", path, ec);
     }
     if (created) {
         ILog("Created directory for configuration of the device license mode: %s", path.c_str());
@@ -51,20 +55,16 @@ bool DeviceDirectory::createDirectoryDeviceLicenseConfig(UndoRecord& record) con
     const std::string access = accessText(directory.get());
     DTrace("statinfo for %s: [%s]", path.c_str(), access.c_str());
     if (access == InstalledAccess::listing(InstalledAccess::deviceDirectory(), 'd')) {
-        return true;
+        return std::nullopt;
     }
-    context_.performSegueToInstallFailure(
-        FailureCode::kInstallation,
-        stringWithFormat("installation failure: set access rights: %s (%s)", path.c_str(),
-                         access.c_str()));
-    return false;
+    return Failure{"installation failure: set access rights", path, access};
 }
 
-std::optional<std::string> DeviceDirectory::removeDirectoryDeviceLicenseConfig() {
+StepFailure DeviceDirectory::removeDirectoryDeviceLicenseConfig() {
     DTrace("start");
     const std::string path = Const::getDeviceLicenseModeDirectoryPath();
     ILog("Remove directory for device license mode: %s", path.c_str());
-    std::optional<std::string> failure = removeEntryTraced(__PRETTY_FUNCTION__, path);
+    StepFailure failure = removeEntryTraced(__PRETTY_FUNCTION__, path);
     DTrace("end");
     return failure;
 }

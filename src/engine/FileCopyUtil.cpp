@@ -15,6 +15,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// The copy's failure as the system has always worded it; where and why follow it.
+constexpr const char* kCopyFailed = "Installation couldn't be completed";
+
 // Polling on every turn of the event loop would keep a core busy walking the target tree while
 // the copy needs it; 25 polls a second move the bar just as smoothly.
 constexpr int kProgressPollIntervalMs = 40;
@@ -134,7 +137,7 @@ void FileCopyUtil::startCopy() {
         }
         if (error) {
             std::lock_guard lock(mutex_);
-            failure_ = failedPath + ": " + error.message();
+            failure_ = Failure::ofError(kCopyFailed, failedPath, error);
         }
         // A poll still due before the timer stops would already count against the next copy's
         // half of the bar (its delegate learns of the end right below) and jump it ahead.
@@ -152,7 +155,7 @@ void FileCopyUtil::startCopy() {
     } catch (const std::system_error& error) {
         {
             std::lock_guard lock(mutex_);
-            failure_ = "cannot start the copy of " + target + ": " + error.code().message();
+            failure_ = {kCopyFailed, target, "cannot start the copy: " + error.code().message()};
         }
         copyEnded_ = true;
         timer_.stop();
@@ -163,7 +166,7 @@ void FileCopyUtil::startCopy() {
     }
 }
 
-std::string FileCopyUtil::failure() const {
+Failure FileCopyUtil::failure() const {
     std::lock_guard lock(mutex_);
     return failure_;
 }

@@ -11,6 +11,7 @@
 #include <string>
 #include <system_error>
 
+#include "Failure.h"
 #include "FileCopyUtilDelegate.h"
 #include "TreeCopy.h"
 
@@ -35,8 +36,9 @@ public:
     /// operation_canceled, when it had not started yet).
     void stopAndWait();
 
-    /// Any thread, once the copy reported an error: where and why, "<path>: <reason>".
-    std::string failure() const;
+    /// Any thread, once the copy reported an error: "Installation couldn't be completed", where
+    /// and why.
+    Failure failure() const;
 
     /// Copies at once on the calling thread, replacing an existing target. Returns the error of
     /// the removal (then nothing is copied) or of the copy.
@@ -61,7 +63,7 @@ private:
     // that worker has returned.
     mutable std::mutex mutex_;
     std::condition_variable finished_;
-    std::string failure_;
+    Failure failure_;
     bool scheduled_ = false;
     int runningWorkers_ = 0;
     std::atomic<bool> stopRequested_{false};

@@ -27,56 +27,44 @@ std::string HelpFile::backupPath() {
 
 namespace {
 
-std::string lastError() {
-    return std::strerror(errno);
-}
+constexpr const char* kRemovingBackup = "installation failure: removing old renamed help file ";
+constexpr const char* kRenaming = "installation failure: renaming help file ";
+constexpr const char* kCopying = "installation failure: copy help file";
 
 }  // namespace
 
-std::optional<std::string> HelpFile::check() {
+StepFailure HelpFile::check() {
     // Neither name is ever a folder of the installer's: one there is somebody else's, which a
     // move would bury and an undo would put in the document's place.
     if (entryKind(backupPath()) == EntryKind::Directory) {
-        return "installation failure: removing old renamed help file : " + backupPath() +
-               " (a directory)";
+        return Failure{kRemovingBackup, backupPath(), "a directory"};
     }
     if (entryKind(destinationPath()) == EntryKind::Directory) {
-        return "installation failure: renaming help file : " + destinationPath() + " (a directory)";
+        return Failure{kRenaming, destinationPath(), "a directory"};
     }
     return std::nullopt;
 }
 
-bool HelpFile::copyHelpFile(UndoRecord& record) const {
+StepFailure HelpFile::copyHelpFile(const Bundle& bundle) {
     DTrace("start");
     const std::optional<std::string> source =
-        context_.bundle().pathForResource(Const::kDeviceHelpFileName, Const::kDeviceHelpFileType);
+        bundle.pathForResource(Const::kDeviceHelpFileName, Const::kDeviceHelpFileType);
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
-    auto fail = [this](const std::string& message) {
-        context_.performSegueToInstallFailure(FailureCode::kInstallation, message);
+    auto fail = [](Failure failure) {
         DTrace("end");
-        return false;
+        return failure;
     };
-    const bool hadOne = entryKind(destination) != EntryKind::Missing;
-    if (record.find(UndoStep::DeviceDirectoryCreated) == nullptr &&
-        !context_.recordStep(record, {UndoStep::HelpFileReplaced, systemPathOf(destination),
-                                      hadOne ? systemPathOf(backup) : std::string()})) {
-        DTrace("end");
-        return false;
-    }
     UniqueFd directory;
     if (std::error_code ec = DeviceDirectory::open(true, directory)) {
-        return fail(stringWithFormat("installation failure: copy help file: %s (%s)",
-                                     destination.c_str(), ec.message().c_str()));
+        return fail(Failure::ofError(kCopying, destination, ec));
     }
     const std::string name = nameOf(destination);
     const std::string backupName = nameOf(backup);
     if (entryKindAt(directory.get(), backupName) != EntryKind::Missing) {
         DTrace("remove %s", backup.c_str());
         if (::unlinkat(directory.get(), backupName.c_str(), 0) != 0) {
-            return fail(
-                stringWithFormat("installation failure: removing old renamed help file : %s (%s)",
-                                 backup.c_str(), lastError().c_str()));
+            return fail(Failure::ofErrno(kRemovingBackup, backup, errno));
         }
         ILog("removed renamed old help file: %s", backup.c_str());
     }
@@ -85,8 +73,7 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         // A folder is never moved: renameat refuses to put one where a file stood.
         if (entryKindAt(directory.get(), name) == EntryKind::Directory ||
             ::renameat(directory.get(), name.c_str(), directory.get(), backupName.c_str()) != 0) {
-            return fail(stringWithFormat("installation failure: renaming help file : %s (%s)",
-                                         destination.c_str(), lastError().c_str()));
+            return fail(Failure::ofErrno(kRenaming, destination, errno));
         }
         ILog("renamed help file: %s", destination.c_str());
     }
@@ -97,16 +84,15 @@ bool HelpFile::copyHelpFile(UndoRecord& record) const {
         source ? copyFileAtomically(*source, directory.get(), name, InstalledAccess::sharedFile())
                : std::make_error_code(std::errc::no_such_file_or_directory);
     if (ec) {
-        return fail(stringWithFormat("installation failure: copy help file: %s (%s)",
-                                     destination.c_str(), ec.message().c_str()));
+        return fail(Failure::ofError(kCopying, destination, ec));
     }
     ILog("Copy help file of the device license mode: %s", destination.c_str());
     DTrace("set root:admin 664 on %s", destination.c_str());
     DTrace("end");
-    return true;
+    return std::nullopt;
 }
 
-std::optional<std::string> HelpFile::revertHelpFile(bool movedAside) {
+StepFailure HelpFile::revertHelpFile(bool movedAside) {
     DTrace("start");
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
@@ -118,7 +104,7 @@ std::optional<std::string> HelpFile::revertHelpFile(bool movedAside) {
     }
     auto failure = [](const std::string& left, const std::string& reason) {
         DTrace("end");
-        return "cannot revert the help file " + left + ": " + reason;
+        return Failure{"cannot revert the help file", left, reason};
     };
     if (ec) {
         return failure(destination, ec.message());
@@ -134,16 +120,26 @@ std::optional<std::string> HelpFile::revertHelpFile(bool movedAside) {
     }
     ILog("Remove copied help file of the device license mode: %s", destination.c_str());
     if (::unlinkat(directory.get(), name.c_str(), 0) != 0 && errno != ENOENT) {
-        return failure(destination, lastError());
+        return failure(destination, std::strerror(errno));
     }
     if (movedAside) {
         ILog("Revert help file of the device license mode: %s", destination.c_str());
         if (::renameat(directory.get(), nameOf(backup).c_str(), directory.get(), name.c_str()) !=
             0) {
-            return failure(backup, lastError());
+            return failure(backup, std::strerror(errno));
         }
     }
     DTrace("end");
+    return std::nullopt;
+}
+
+StepFailure HelpFile::removeOldHelpFile() {
+    const std::string backup = backupPath();
+    ILog("Removing old help file: %s", backup.c_str());
+    DTraceRemoval("-rf", backup);
+    if (entryKind(backup) != EntryKind::Missing) {
+        return Failure{"installation failure: removing old help file", backup};
+    }
     return std::nullopt;
 }
 

@@ -22,8 +22,18 @@ QJsonObject InstallRecord::toJson() const {
     }
     QJsonValue error(QJsonValue::Null);
     if (errorCode) {
-        error = QJsonObject{{QStringLiteral("code"), textOrNull(errorCode)},
-                            {QStringLiteral("message"), textOrNull(errorMessage)}};
+        QJsonObject object{{QStringLiteral("code"), textOrNull(errorCode)},
+                           {QStringLiteral("message"), textOrNull(errorMessage)}};
+        if (errorPath) {
+            object.insert(QStringLiteral("path"), textOrNull(errorPath));
+        }
+        if (errorReason) {
+            object.insert(QStringLiteral("reason"), textOrNull(errorReason));
+        }
+        if (errorStep) {
+            object.insert(QStringLiteral("step"), textOrNull(errorStep));
+        }
+        error = object;
     }
     QJsonObject object{
         {QStringLiteral("status"), QString::fromStdString(status)},

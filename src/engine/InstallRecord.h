@@ -30,6 +30,10 @@ struct InstallRecord {
     std::optional<std::string> log;
     std::optional<std::string> errorCode;
     std::optional<std::string> errorMessage;
+    /// Where and why, when the failure says so.
+    std::optional<std::string> errorPath;
+    std::optional<std::string> errorReason;
+    std::optional<std::string> errorStep;  ///< the row that failed
     bool undone = false;
     std::optional<QJsonArray> actions;      ///< a dry run's plan
     std::optional<QJsonArray> differences;  ///< a verification's findings

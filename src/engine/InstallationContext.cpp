@@ -20,29 +20,19 @@ InstallationContext::InstallationContext(InstallationView* view, const Bundle& b
                             Const::kDestinationDirectorySuffix + "/";
 }
 
-void InstallationContext::performSegueToInstallFailure(const std::string& code,
-                                                       const std::string& message) const {
-    ELog("code=%s, message=%s", code.c_str(), message.c_str());
+void InstallationContext::performSegueToInstallFailure(const Failure& failure) const {
+    const std::string message = failure.text();
+    ELog("code=%s, message=%s", failure.code.c_str(), message.c_str());
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (!failure_) {
-            failure_ = message;
+            failure_ = failure;
         }
     }
-    post(Transition{Segue::kToInstallFailure, code, message});
+    post(Transition{Segue::kToInstallFailure, failure.code, message});
 }
 
-bool InstallationContext::recordStep(UndoRecord& record, UndoEntry entry) const {
-    std::string error;
-    if (record.append(std::move(entry), &error)) {
-        return true;
-    }
-    performSegueToInstallFailure(FailureCode::kInstallation,
-                                 "installation failure: journal: " + error);
-    return false;
-}
-
-std::optional<std::string> InstallationContext::failure() const {
+std::optional<Failure> InstallationContext::failure() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return failure_;
 }

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "Bundle.h"
+#include "Failure.h"
 #include "InstallationView.h"
-#include "UndoRecord.h"
 
 namespace vela {
 
@@ -26,6 +26,12 @@ public:
 
     /// The run's page; only a run that has one asks for it.
     InstallationView& view() const { return *view_; }
+    /// Main thread. The page's Cancel button, when there is a page.
+    void setCancelEnabled(bool enabled) const {
+        if (view_ != nullptr) {
+            view_->setCancelEnabled(enabled);
+        }
+    }
     const Bundle& bundle() const { return bundle_; }
     QObject* mainContext() const { return mainContext_; }
     bool isOverwrite() const { return isOverwrite_; }
@@ -35,22 +41,18 @@ public:
     /// Where the same-version generation is moved aside: the generation's path with ".old".
     const std::string& destOldDirectoryPath() const { return destOldDirectoryPath_; }
 
-    /// The message of the first failure reported in this run, none while there is none. Any
-    /// thread.
-    std::optional<std::string> failure() const;
+    /// The first failure reported in this run, none while there is none. Any thread.
+    std::optional<Failure> failure() const;
 
     /// "YES" once the user asked to cancel, else "NO" (for trace lines).
     const char* cancelWord() const {
         return view_ != nullptr && view_->isCancelRequested() ? "YES" : "NO";
     }
 
-    /// Any thread. Logs "code=..., message=..." at ERROR, keeps the first message as the run's
-    /// failure and moves to the failure page on the main thread. Callers stop (or, where the run
-    /// deliberately goes on, go on) themselves.
-    void performSegueToInstallFailure(const std::string& code, const std::string& message) const;
-    /// Main thread. Records `entry` in `record` before its step is taken; when the journal cannot
-    /// be written, reports the failure and returns false: the step must not be taken.
-    bool recordStep(UndoRecord& record, UndoEntry entry) const;
+    /// Any thread. Logs "code=..., message=..." at ERROR with the failure's text, keeps the first
+    /// failure as the run's and moves to the failure page on the main thread. Callers stop (or,
+    /// where the run deliberately goes on, go on) themselves.
+    void performSegueToInstallFailure(const Failure& failure) const;
     /// Any thread. Performs `identifier` on the main thread after the events queued so far.
     void performSegue(const std::string& identifier) const;
 
@@ -64,7 +66,7 @@ private:
     std::string destDirectoryPath_;
     std::string destOldDirectoryPath_;
     mutable std::mutex mutex_;
-    mutable std::optional<std::string> failure_;
+    mutable std::optional<Failure> failure_;
 };
 
 }  // namespace vela

@@ -5,13 +5,10 @@
 #include <atomic>
 #include <functional>
 
-#include "DeviceDirectory.h"
 #include "FileCopyUtil.h"
 #include "Finalisation.h"
-#include "HelpFile.h"
 #include "InstallationContext.h"
 #include "InstallationSteps.h"
-#include "OfflineFlag.h"
 #include "Rollback.h"
 #include "UndoRecord.h"
 
@@ -31,9 +28,9 @@ public:
             Unfinished,  ///< failed past the point of no return: the journal completes it
         };
         End end;
-        std::optional<std::string> failure;      ///< the first failure's message and reason
-        std::optional<std::string> undoFailure;  ///< why an undo stopped short
-        bool undone;                             ///< the run changed the target and put it back
+        StepFailure failure;      ///< the first failure, with where and why
+        StepFailure undoFailure;  ///< why an undo stopped short
+        bool undone;              ///< the run changed the target and put it back
     };
 
     /// `runEnded` is called on the main thread once the run has nothing more to do: it stopped
@@ -66,14 +63,7 @@ public:
     void didFinishedCopyWithError(std::error_code error) override;
 
 private:
-    bool apply(InstallationSteps::Id id);
-    bool removeMovedAside();
-    bool moveSameVersionAside();
-    bool prepareGeneration();
     void failAndUndo();
-    void removeStaleUserConfiguration() const;
-    static std::optional<std::string> removeUserFile(const std::string& users,
-                                                     const std::string& path);
     void copyUninstaller();
     void endRun();
     void finishRecord();
@@ -81,9 +71,6 @@ private:
     InstallationContext context_;
     InstallationSteps steps_;
     FileCopyUtil fileCopyUtil_;
-    DeviceDirectory deviceDirectory_;
-    HelpFile helpFile_;
-    OfflineFlag offlineFlag_;
     UndoRecord record_;
     Rollback rollback_;
     Finalisation finalisation_;
@@ -94,7 +81,7 @@ private:
     bool ended_ = false;
     bool completed_ = false;
     bool journalKeptSaid_ = false;
-    std::optional<std::string> undoFailure_;
+    StepFailure undoFailure_;
     float progress_ = 0;
 };
 

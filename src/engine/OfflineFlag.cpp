@@ -40,7 +40,12 @@ std::error_code touchFlag(int directory, const std::string& name, UniqueFd& out)
 
 }  // namespace
 
-bool OfflineFlag::createDeviceOfflineFlagFile() const {
+bool OfflineFlag::isToBeMade(bool isOverwrite) {
+    const EntryKind flag = entryKind(Const::getDeviceOfflineFlagFilePath());
+    return !isOverwrite || (flag != EntryKind::Missing && flag != EntryKind::File);
+}
+
+StepFailure OfflineFlag::createDeviceOfflineFlagFile() {
     DTrace("start");
     const std::string path = Const::getDeviceOfflineFlagFilePath();
     UniqueFd directory;
@@ -51,11 +56,8 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     }
     if (ec) {
         DTrace("create %s: %s", path.c_str(), ec.message().c_str());
-        context_.performSegueToInstallFailure(
-            FailureCode::kInstallation,
-            stringWithFormat("installation failure: create: %s", path.c_str()));
         DTrace("end");
-        return false;
+        return Failure::ofError("installation failure: create", path, ec);
     }
     DTrace("set root:admin 664 on %s", path.c_str());
     // Read back from the descriptor they were set on, not by name through a shell.
@@ -64,17 +66,13 @@ bool OfflineFlag::createDeviceOfflineFlagFile() const {
     if (access == InstalledAccess::listing(InstalledAccess::sharedFile(), '-')) {
         ILog("Created completely offline flag file for the device license mode: %s", path.c_str());
         DTrace("end");
-        return true;
+        return std::nullopt;
     }
-    context_.performSegueToInstallFailure(
-        FailureCode::kInstallation,
-        stringWithFormat("installation failure: set access rights: %s (%s)", path.c_str(),
-                         access.c_str()));
     DTrace("end");
-    return false;
+    return Failure{"installation failure: set access rights", path, access};
 }
 
-std::optional<std::string> OfflineFlag::removeDeviceOfflineFlagFile() {
+StepFailure OfflineFlag::removeDeviceOfflineFlagFile() {
     const std::string path = Const::getDeviceOfflineFlagFilePath();
     UniqueFd directory;
     std::error_code ec = DeviceDirectory::open(false, directory);
@@ -87,7 +85,7 @@ std::optional<std::string> OfflineFlag::removeDeviceOfflineFlagFile() {
         ec = {errno, std::generic_category()};
     }
     if (ec) {
-        return "cannot remove " + path + ": " + ec.message();
+        return Failure::ofError("cannot remove", path, ec);
     }
     return std::nullopt;
 }

@@ -3,25 +3,24 @@
 #include <optional>
 #include <string>
 
-#include "InstallationContext.h"
+#include "Failure.h"
 
 namespace vela {
 
 /// The empty marker in the device directory that starts the application in offline mode.
 class OfflineFlag {
 public:
-    explicit OfflineFlag(const InstallationContext& context) : context_(context) {}
-
+    /// Whether the run makes the flag: always in a new installation; in an overwrite only when
+    /// what is at its name is not a plain file (the administrator's flag is kept, but a link or
+    /// anything else planted there would not verify).
+    static bool isToBeMade(bool isOverwrite);
     /// Touches the file (an existing plain file is kept; a link, a file with a second hard link
     /// or anything else at the name is replaced), sets root:admin 664 on its descriptor and
-    /// reads it back. False after reporting the failure.
-    bool createDeviceOfflineFlagFile() const;
+    /// reads it back.
+    static StepFailure createDeviceOfflineFlagFile();
     /// The undo of a flag this run created: a plain file at the name goes, anything else is
-    /// not the run's and stays. Why not, when it could not. The caller makes the undo durable.
-    static std::optional<std::string> removeDeviceOfflineFlagFile();
-
-private:
-    const InstallationContext& context_;
+    /// not the run's and stays. The caller makes the undo durable.
+    static StepFailure removeDeviceOfflineFlagFile();
 };
 
 }  // namespace vela

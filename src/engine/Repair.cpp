@@ -8,13 +8,13 @@
 #include "Const.h"
 #include "FileCopyUtil.h"
 #include "Finalisation.h"
+#include "Generations.h"
 #include "HelpFile.h"
 #include "InstallRecord.h"
 #include "InstallationCheck.h"
 #include "InstallationContext.h"
 #include "InstallationView.h"
 #include "Log.h"
-#include "OfflineFlag.h"
 #include "Payload.h"
 #include "Rollback.h"
 #include "SafeFiles.h"
@@ -49,10 +49,9 @@ Repair::Outcome Repair::foresee(std::string& message) {
 
 namespace {
 
-// What differs between the bundle and the target below `folder`, as a reason; none when
-// nothing does.
-std::optional<std::string> differencesIn(const Bundle& bundle, const std::string& folder,
-                                         std::vector<std::string>* paths = nullptr) {
+// What differs between the bundle and the target below `folder`; none when nothing does.
+StepFailure differencesIn(const Bundle& bundle, const std::string& folder,
+                          std::vector<std::string>* paths = nullptr) {
     InstallationCheck check(bundle);
     check.run();
     std::string said;
@@ -71,14 +70,13 @@ std::optional<std::string> differencesIn(const Bundle& bundle, const std::string
     if (count == 0) {
         return std::nullopt;
     }
-    return "the installation differs from the bundle in " + std::to_string(count) +
-           " places: " + said + (count > 5 ? "; …" : "");
+    return Failure{"the installation differs from the bundle in " + std::to_string(count) +
+                   " places: " + said + (count > 5 ? "; …" : "")};
 }
 
 // Copies again every item of the generation that differs from the bundle, gives it back to
 // root:admin and waits for the disk; what still differs then, when anything does.
-std::optional<std::string> mendGeneration(const Bundle& bundle, const Finalisation& finalisation,
-                                          const InstallationContext& context) {
+StepFailure mendGeneration(const Bundle& bundle, const InstallationContext& context) {
     const std::string generation = withoutTrailingSlashes(context.destDirectoryPath());
     std::vector<std::string> differing;
     if (!differencesIn(bundle, generation, &differing)) {
@@ -95,14 +93,14 @@ std::optional<std::string> mendGeneration(const Bundle& bundle, const Finalisati
         }
         ILog("Copying again what differs from the bundle: %s", item.target.c_str());
         if (std::error_code ec = FileCopyUtil::syncCopyAtPath(item.source, item.target)) {
-            return "cannot copy " + item.target + " again: " + ec.message();
+            return Failure::ofError("cannot copy again", item.target, ec);
         }
     }
-    if (!finalisation.ownGeneration()) {
-        return context.failure();
+    if (StepFailure failure = Generations::ownGeneration(context.destDirectoryPath())) {
+        return failure;
     }
-    if (std::optional<std::string> failure = syncTarget()) {
-        return "sync: " + *failure;
+    if (StepFailure failure = syncTarget()) {
+        return failure;
     }
     return differencesIn(bundle, generation);
 }
@@ -135,12 +133,11 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
     InstallationContext context(nullptr, bundle, record->isOverwrite(), nullptr, record->version());
     FileCopyUtil copier(nullptr);
     Rollback rollback(context, copier, *record);
-    std::optional<std::string> failure;
+    StepFailure failure;
     if (finishing) {
         ILog("Completing the installation of %s, killed past its point of no return",
              context.destDirectoryPath().c_str());
-        OfflineFlag offlineFlag(context);
-        Finalisation finalisation(context, offlineFlag, *record);
+        Finalisation finalisation(context, *record);
         const bool comparable = bundle.shortVersionString() == record->version();
         if (!comparable) {
             ILog(
@@ -150,9 +147,9 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
         }
         // The generation is judged by what it holds, before anything else goes: a power cut
         // can have left it emptied although the journal says it was complete.
-        failure = comparable ? mendGeneration(bundle, finalisation, context) : std::nullopt;
-        if (!failure && !finalisation.finishPastPointOfNoReturn()) {
-            failure = context.failure();
+        failure = comparable ? mendGeneration(bundle, context) : std::nullopt;
+        if (!failure) {
+            failure = finalisation.finishPastPointOfNoReturn();
         }
         if (!failure && comparable) {
             failure = differencesIn(bundle, "/");
@@ -162,7 +159,7 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
         failure = rollback.undoRecorded(false);
     }
     if (failure) {
-        message = "the repair failed: " + *failure + "; the journal " + journal +
+        message = "the repair failed: " + failure->text() + "; the journal " + journal +
                   " records what is left and is tried again by the next run";
         ELog("%s", message.c_str());
         return Outcome::Failed;

@@ -1,10 +1,13 @@
 #include "RunningApplications.h"
 
+#include <QThread>
+
 #include <sstream>
 #include <string_view>
 
 #include "Commands.h"
 #include "Const.h"
+#include "Log.h"
 #include "ShellForm.h"
 
 namespace vela {
@@ -52,6 +55,22 @@ std::vector<std::string> RunningApplications::list() {
         }
     }
     return found;
+}
+
+StepFailure RunningApplications::stop() {
+    ILog("Terminating desktop application");
+    executeForLog("pkill -f " + pattern());
+    if (list().empty()) {
+        return std::nullopt;
+    }
+    QThread::msleep(1000);
+    ILog("Force terminating desktop application");
+    executeForLog("pkill -SIGKILL -f " + pattern());
+    const std::vector<std::string> left = list();
+    if (left.empty()) {
+        return std::nullopt;
+    }
+    return Failure{"installation failure: exit application", {}, "still running: " + left.front()};
 }
 
 }  // namespace vela

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "Failure.h"
+
 namespace vela {
 
 /// The desktop applications an overwrite stops: one pattern for pkill and ps, and one listing
@@ -17,6 +19,8 @@ public:
     /// "<pid> <command line>" of each process the pattern matches (from `ps -ef`); empty when
     /// none runs.
     static std::vector<std::string> list();
+    /// Stops them: one polite attempt, one second, one forced attempt, no further retries.
+    static StepFailure stop();
 };
 
 }  // namespace vela

@@ -15,12 +15,12 @@ std::string systemPathOf(const std::string& path) {
     return rest.empty() ? std::string("/") : rest;
 }
 
-std::optional<std::string> syncTarget() {
+StepFailure syncTarget() {
     std::string folder;
     if (std::error_code ec = syncVolumes(
             {Const::underTargetRoot("/Applications"), Const::underTargetRoot("/Library")},
             folder)) {
-        return folder + ": " + ec.message();
+        return Failure::ofError("installation failure: sync", folder, ec);
     }
     return std::nullopt;
 }

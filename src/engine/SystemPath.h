@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "Failure.h"
+
 namespace vela {
 
 /// `path` (under the target root) as the installed system sees it once it boots from the
@@ -11,7 +13,7 @@ namespace vela {
 std::string systemPathOf(const std::string& path);
 
 /// Returns once everything written to the target's volumes (those of /Applications and /Library)
-/// is on the disk. On failure, the reason with the folder: "<folder>: <reason>".
-std::optional<std::string> syncTarget();
+/// is on the disk; the folder whose volume failed, and why, when it did not.
+StepFailure syncTarget();
 
 }  // namespace vela

@@ -14,6 +14,7 @@
 #include "Const.h"
 #include "HelpFile.h"
 #include "SafeFiles.h"
+#include "StepRow.h"
 #include "SystemPath.h"
 
 namespace vela {
@@ -21,32 +22,29 @@ namespace vela {
 namespace {
 
 constexpr const char* kJournalName = ".install-journal";
-constexpr int kJournalFormat = 1;
+// Format 2 names each entry by its row; format 1 (written before) by the names below.
+constexpr int kJournalFormat = 2;
 
-struct StepName {
-    UndoStep step;
+struct FirstFormatName {
     const char* name;
+    StepId step;
 };
-constexpr StepName kStepNames[] = {
-    {UndoStep::MovedAside, "movedAside"},
-    {UndoStep::CopyStarted, "copyStarted"},
-    {UndoStep::DeviceDirectoryCreated, "deviceDirectoryCreated"},
-    {UndoStep::HelpFileReplaced, "helpFileReplaced"},
-    {UndoStep::OfflineFlagCreated, "offlineFlagCreated"},
-    {UndoStep::PointOfNoReturn, "pointOfNoReturn"},
+constexpr FirstFormatName kFirstFormatNames[] = {
+    {"movedAside", StepId::MoveAside},
+    {"copyStarted", StepId::Generation},
+    {"deviceDirectoryCreated", StepId::DeviceDirectory},
+    {"helpFileReplaced", StepId::HelpFile},
+    {"offlineFlagCreated", StepId::OfflineFlag},
+    {"pointOfNoReturn", StepId::PointOfNoReturn},
 };
 
-const char* nameOfStep(UndoStep step) {
-    for (const StepName& entry : kStepNames) {
-        if (entry.step == step) {
-            return entry.name;
-        }
+std::optional<StepId> stepNamed(const QString& name, int format) {
+    if (format == kJournalFormat) {
+        // Only a row that records an entry has one in a journal.
+        const std::optional<StepId> step = vela::stepNamed(name.toStdString());
+        return step && stepRow(*step).entry != nullptr ? step : std::nullopt;
     }
-    return "";
-}
-
-std::optional<UndoStep> stepNamed(const QString& name) {
-    for (const StepName& entry : kStepNames) {
+    for (const FirstFormatName& entry : kFirstFormatNames) {
         if (name == QLatin1String(entry.name)) {
             return entry.step;
         }
@@ -146,7 +144,7 @@ bool UndoRecord::write(std::string* error) const {
     }
     if (ec) {
         if (error) {
-            *error = journalPath() + ": " + ec.message();
+            *error = ec.message();
         }
         return false;
     }
@@ -165,7 +163,7 @@ void UndoRecord::finish() {
     durable_ = false;
 }
 
-const UndoEntry* UndoRecord::find(UndoStep step) const {
+const UndoEntry* UndoRecord::find(StepId step) const {
     for (const UndoEntry& entry : entries_) {
         if (entry.step == step) {
             return &entry;
@@ -178,7 +176,7 @@ std::string UndoRecord::serialise() const {
     QJsonArray steps;
     for (const UndoEntry& entry : entries_) {
         QJsonObject object;
-        object.insert(QStringLiteral("step"), QLatin1String(nameOfStep(entry.step)));
+        object.insert(QStringLiteral("step"), QLatin1String(stepRow(entry.step).name));
         if (!entry.path.empty()) {
             object.insert(QStringLiteral("path"), QString::fromStdString(entry.path));
         }
@@ -206,7 +204,8 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
     }
     const QJsonObject root = document.object();
     const QString mode = root.value(QStringLiteral("mode")).toString();
-    if (root.value(QStringLiteral("journal")).toInt() != kJournalFormat ||
+    const int format = root.value(QStringLiteral("journal")).toInt();
+    if ((format != 1 && format != kJournalFormat) ||
         (mode != QLatin1String("overwrite") && mode != QLatin1String("new")) ||
         !root.value(QStringLiteral("steps")).isArray()) {
         problem = "not a journal of this installer";
@@ -224,7 +223,8 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
     }
     for (const QJsonValue& value : root.value(QStringLiteral("steps")).toArray()) {
         const QJsonObject object = value.toObject();
-        std::optional<UndoStep> step = stepNamed(object.value(QStringLiteral("step")).toString());
+        std::optional<StepId> step =
+            stepNamed(object.value(QStringLiteral("step")).toString(), format);
         if (!step) {
             problem =
                 "unknown step: " + object.value(QStringLiteral("step")).toString().toStdString();
@@ -233,8 +233,8 @@ std::optional<UndoRecord> UndoRecord::parse(const std::string& text, std::string
         UndoEntry entry{*step, object.value(QStringLiteral("path")).toString().toStdString(),
                         object.value(QStringLiteral("backup")).toString().toStdString()};
         for (const std::string* path : {&entry.path, &entry.backup}) {
-            const bool needed = *step != UndoStep::PointOfNoReturn &&
-                                (path == &entry.path || *step == UndoStep::MovedAside);
+            const bool needed = *step != StepId::PointOfNoReturn &&
+                                (path == &entry.path || *step == StepId::MoveAside);
             if ((needed || !path->empty()) && !isJournalPath(*path)) {
                 problem = "names a path that is not the installer's: " + *path;
                 return std::nullopt;

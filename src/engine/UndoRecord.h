@@ -4,21 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "StepId.h"
+
 namespace vela {
 
-/// A step that changes the target, recorded before it is taken.
-enum class UndoStep {
-    MovedAside,              ///< `path` (the same-version generation) moved to `backup`
-    CopyStarted,             ///< `path` (the new generation) is being filled
-    DeviceDirectoryCreated,  ///< `path` did not exist before this run
-    HelpFileReplaced,        ///< `path` replaced; `backup` set when there was one to keep
-    OfflineFlagCreated,      ///< `path` did not exist before this run
-    PointOfNoReturn,         ///< from here on the run is finished, never undone
-};
-
-/// One recorded step. Paths are as the installed system sees them (without the target root).
+/// One recorded step, written before the step changes anything: the row that recorded it, what
+/// it changes and where it kept what was there. Paths are as the installed system sees them
+/// (without the target root).
 struct UndoEntry {
-    UndoStep step;
+    StepId step;
     std::string path;
     std::string backup;
 };
@@ -36,8 +30,8 @@ public:
     /// journal the record is kept in memory only.
     void begin(bool isOverwrite, const std::string& version, bool durable = true);
     /// Records `entry` before its step is taken; with a journal it is on disk when this
-    /// returns. False (with `error` set) when the journal could not be written: the step must
-    /// then not be taken.
+    /// returns. False (with `error` set to the reason) when the journal could not be written: the
+    /// step must then not be taken.
     bool append(UndoEntry entry, std::string* error = nullptr);
     /// The last step has been undone: it goes from the record (and the journal), so that an undo
     /// killed half-way is taken up where it stopped, never repeated over what it restored.
@@ -50,8 +44,8 @@ public:
     const std::vector<UndoEntry>& entries() const { return entries_; }
     /// Whether this run recorded any step since begin(), undone or not (so it touched the target).
     bool hasRecorded() const { return recorded_; }
-    const UndoEntry* find(UndoStep step) const;
-    bool isPastPointOfNoReturn() const { return find(UndoStep::PointOfNoReturn) != nullptr; }
+    const UndoEntry* find(StepId step) const;
+    bool isPastPointOfNoReturn() const { return find(StepId::PointOfNoReturn) != nullptr; }
     bool isOverwrite() const { return isOverwrite_; }
     const std::string& version() const { return version_; }
 

@@ -129,7 +129,7 @@ TEST_F(Cancel, AnUndoThatFailsIsSaidAndTheJournalKeepsTheRest) {
     cli->signal(SIGTERM);
     EXPECT_EQ(cli->wait(), 1) << cli->err();
     EXPECT_EQ(field(recordOf(cli->out(), 1), "undone"), "false");
-    EXPECT_NE(cli->err().find("the undo failed: cannot remove " + generation()), std::string::npos)
+    EXPECT_NE(cli->err().find("the undo failed: cannot remove: " + generation()), std::string::npos)
         << cli->err();
     EXPECT_EQ(cli->err().find("restored"), std::string::npos);
     EXPECT_TRUE(exists(journal));
@@ -151,7 +151,7 @@ TEST_F(Cancel, AnUndoThatFailsIsSaidAndTheJournalKeepsTheRest) {
     cli->signal(SIGTERM);
     EXPECT_EQ(cli->wait(), 1) << cli->err();
     EXPECT_EQ(field(recordOf(cli->out(), 1), "undone"), "false");
-    EXPECT_NE(cli->err().find("the undo failed: " + journal + ": "), std::string::npos)
+    EXPECT_NE(cli->err().find("the undo failed: " + journal + " ("), std::string::npos)
         << cli->err();
     immutable(fs::path(journal).parent_path(), false);
     // The lock is still held by what a killed run started (here a stand-in that lets go after
@@ -257,8 +257,12 @@ TEST_F(Faults, AFullTargetLosesNothingOfAnOverwrittenInstallation) {
     const RunResult full = install({"--json"});
     expectFailure(full,
                   "Installation couldn't be completed: " + generation() + "/VELA-Uninstaller.app/");
-    EXPECT_NE(field(recordOf(full.out, 1), "error.message").find(": No space left on device"),
+    EXPECT_NE(field(recordOf(full.out, 1), "error.message").find(" (No space left on device)"),
               std::string::npos);
+    EXPECT_EQ(field(recordOf(full.out, 1), "error.reason"), "No space left on device");
+    EXPECT_EQ(field(recordOf(full.out, 1), "error.step"), "generation");
+    EXPECT_TRUE(field(recordOf(full.out, 1), "error.path")
+                    .starts_with(generation() + "/VELA-Uninstaller.app/"));
     EXPECT_TRUE(log.contains("[INFO] Undo the installation after a failure"));
     EXPECT_EQ(snapshotTree(root.root()), before);
 }
@@ -545,7 +549,7 @@ TEST_F(Planted, NothingPlantedIsFollowedAndNoRunHangs) {
          "/Applications/Quillmark",
          "mkdir \"$1/VELA\"",
          {1, "link to applications: " + root.at("/Applications/Quillmark/VELA") +
-                 " is a folder, not a link"},
+                 " (a folder, not a link)"},
          std::nullopt,
          "/Applications/Quillmark/VELA"},
         {"the LaunchAgents folder a link to a victim folder",

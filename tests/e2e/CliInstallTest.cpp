@@ -321,7 +321,7 @@ TEST_F(NewInstallation, ACopyErrorFailsAndIsUndoneAtOnce) {
     EXPECT_EQ(field(record, "status"), "failed");
     EXPECT_EQ(field(record, "undone"), "true");
     const std::string message = "Installation couldn't be completed: " + bundle +
-                                "/Contents/MacOS/VELA.app/Contents/pipe: Operation not supported";
+                                "/Contents/MacOS/VELA.app/Contents/pipe (Operation not supported)";
     EXPECT_EQ(field(record, "error.message"), message);
     EXPECT_NE(result.err.find("MSG_E3001: " + message), std::string::npos);
     EXPECT_TRUE(inOrder(log.messages(),

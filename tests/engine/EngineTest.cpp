@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <map>
 
 #include "Bundle.h"
 #include "Commands.h"
@@ -13,13 +14,16 @@
 #include "EventLoop.h"
 #include "FileCopyUtil.h"
 #include "Files.h"
+#include "InstallationCheck.h"
 #include "InstallationRun.h"
 #include "InstallationView.h"
 #include "Log.h"
 #include "LogReader.h"
+#include "Repair.h"
 #include "ScopedEnvironment.h"
 #include "ShellForm.h"
 #include "StartSteps.h"
+#include "StepRunner.h"
 #include "TempInstallRoot.h"
 
 using namespace vela;
@@ -264,4 +268,169 @@ TEST_F(Engine, StartStepsCountOnlyAGenerationWithItsUninstallerAndRemovalsSpareT
     // Without its trailing slash: rm then removes a link at that name, never what it points to.
     EXPECT_EQ(removalCommand("-rf", generation),
               "rm -rf " + shellForm(generation.substr(0, generation.size() - 1)));
+}
+
+// The rows at the runner's seam: a failure planted in one row's change or undo, the rows around
+// it real, on a real target.
+std::optional<StepId> plantedChange;
+std::optional<StepId> plantedUndo;
+
+const StepRow& plantedRows(StepId id) {
+    static std::map<StepId, StepRow> rows;
+    StepRow row = stepRow(id);
+    if (plantedChange == id) {
+        row.change = [](const StepScope&) -> StepFailure {
+            return Failure{"planted", "/planted", "Input/output error"};
+        };
+    }
+    if (plantedUndo == id) {
+        row.undo = [](const UndoRecord&, const UndoEntry&) -> StepFailure {
+            return Failure{"planted", "/planted", "Input/output error"};
+        };
+    }
+    return rows[id] = row;
+}
+
+// A run's rows one by one, with the copies between the preparation and the finalisation done at
+// once; stops after `last` as a kill would.
+StepFailure runRows(bool overwrite, UndoRecord& record, std::optional<StepId> last = {}) {
+    const Bundle& bundle = Bundle::mainBundle();
+    InstallationContext context(nullptr, bundle, overwrite, nullptr);
+    const InstallationSteps steps(bundle, overwrite, context.destDirectoryPath());
+    const StepRunner runner({context, record, steps}, plantedRows);
+    record.begin(overwrite, *bundle.shortVersionString());
+    std::vector<StepId> ids = steps.preparation();
+    for (StepId id : steps.finalisation()) {
+        ids.push_back(id);
+    }
+    for (StepId id : ids) {
+        if (StepFailure failure = runner.take({id})) {
+            return failure;
+        }
+        if (id == StepId::Generation) {
+            for (const Payload::Item& item : steps.payload().items()) {
+                if (item.what.ends_with(".app")) {
+                    EXPECT_FALSE(FileCopyUtil::syncCopyAtPath(item.source, item.target));
+                }
+            }
+        }
+        if (id == last) {
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+// Per row of a new installation and of an overwrite: its change fails (every row before it is
+// undone, or past the point of no return completed, and the failure names the row and why);
+// its undo fails (the undo stops there and the journal keeps the rest for the next try); the
+// run is killed after it (the repair undoes or completes it).
+TEST_F(Engine, EachRowsFailureOrKillIsUndoneOrCompletedAndAFailedUndoKeepsTheRest) {
+    applyLogMode("NORMAL");
+    for (const bool overwrite : {false, true}) {
+        std::vector<StepId> ids;
+        const Bundle& bundle = Bundle::mainBundle();
+        const InstallationSteps steps(bundle, overwrite, "/");
+        ids = steps.preparation();
+        for (StepId id : steps.finalisation()) {
+            ids.push_back(id);
+        }
+        // A fresh target (holding a complete installation for an overwrite) per case.
+        auto fresh = [&](TempInstallRoot& target) {
+            Const::setTargetRoot(target.root());
+            // What the journal and the generation are made in stays, as on a Mac.
+            fs::create_directories(UndoRecord::journalDirectory());
+            fs::create_directories(Const::appBaseDirectoryPath());
+            if (overwrite) {
+                UndoRecord record;
+                ASSERT_FALSE(runRows(false, record));
+                record.finish();
+            }
+        };
+        auto repaired = [&](const std::string& before, bool completes, const std::string& what) {
+            std::string message;
+            const bool recorded = exists(UndoRecord::journalPath());
+            EXPECT_EQ(Repair::repairInterruptedRun(bundle, message),
+                      recorded ? Repair::Outcome::Repaired : Repair::Outcome::Nothing)
+                << what << ": " << message;
+            EXPECT_FALSE(exists(UndoRecord::journalPath())) << what;
+            if (completes) {
+                EXPECT_EQ(InstallationCheck(bundle).run(), InstallationCheck::State::Intact)
+                    << what;
+            } else {
+                EXPECT_EQ(snapshotTree(Const::targetRoot()), before) << what;
+            }
+        };
+        for (StepId id : ids) {
+            const std::string name =
+                std::string(overwrite ? "overwrite, " : "new, ") + stepRow(id).name;
+            {
+                TempInstallRoot target;
+                fresh(target);
+                const std::string before = snapshotTree(target.root());
+                plantedChange = id;
+                UndoRecord record;
+                const StepFailure failure = runRows(overwrite, record);
+                plantedChange.reset();
+                ASSERT_TRUE(failure) << name;
+                EXPECT_EQ(failure->step, stepRow(id).name);
+                EXPECT_EQ(failure->text(), "planted: /planted (Input/output error)");
+                if (record.isPastPointOfNoReturn()) {
+                    repaired(before, true, name + " fails");
+                } else {
+                    EXPECT_FALSE(StepRunner::undo(record)) << name;
+                    std::string problem;
+                    const std::optional<UndoRecord> left = UndoRecord::load(problem);
+                    EXPECT_TRUE(!left || left->entries().empty()) << name;
+                    record.finish();
+                    EXPECT_EQ(snapshotTree(target.root()), before) << name << " fails";
+                }
+            }
+            {
+                TempInstallRoot target;
+                fresh(target);
+                const std::string before = snapshotTree(target.root());
+                UndoRecord record;
+                ASSERT_FALSE(runRows(overwrite, record, id));
+                const bool completes = record.isPastPointOfNoReturn();
+                repaired(before, completes, name + " killed after");
+            }
+        }
+        // Each row that recorded an entry before the point of no return, its undo failing.
+        std::vector<StepId> recorded;
+        {
+            TempInstallRoot target;
+            fresh(target);
+            UndoRecord record;
+            ASSERT_FALSE(runRows(overwrite, record, StepId::Durable));
+            for (const UndoEntry& entry : record.entries()) {
+                recorded.push_back(entry.step);
+            }
+        }
+        ASSERT_GE(recorded.size(), overwrite ? 3u : 2u);
+        for (StepId id : recorded) {
+            const std::string name = std::string(overwrite ? "overwrite, " : "new, ") +
+                                     stepRow(id).name + "'s undo fails";
+            TempInstallRoot target;
+            fresh(target);
+            const std::string before = snapshotTree(target.root());
+            UndoRecord record;
+            plantedChange = StepId::Durable;
+            ASSERT_TRUE(runRows(overwrite, record));
+            plantedChange.reset();
+            plantedUndo = id;
+            const StepFailure failure = StepRunner::undo(record, {}, plantedRows);
+            plantedUndo.reset();
+            ASSERT_TRUE(failure) << name;
+            EXPECT_EQ(failure->step, stepRow(id).name);
+            EXPECT_EQ(failure->text(), "the undo failed: planted: /planted (Input/output error)");
+            ASSERT_FALSE(record.entries().empty()) << name;
+            EXPECT_EQ(record.entries().back().step, id) << name;
+            std::string problem;
+            const std::optional<UndoRecord> left = UndoRecord::load(problem);
+            ASSERT_TRUE(left) << name << ": " << problem;
+            EXPECT_EQ(left->entries().size(), record.entries().size()) << name;
+            repaired(before, false, name);
+        }
+    }
 }

@@ -352,7 +352,7 @@ TEST_F(WizardRoad, NewInstallationAndOverwritesEndAsTheirPagesSay) {
                     const QStringList shown = shoot(window, shot("-5-failure"));
                     const QString why = road.name == QLatin1String("en-failure")
                                             ? QStringLiteral("no VELA-Uninstaller.app")
-                                            : QStringLiteral("/VELA-Uninstaller.app/fifo: ");
+                                            : QStringLiteral("/VELA-Uninstaller.app/fifo (");
                     EXPECT_TRUE(shown.value(1).startsWith(
                         tr("InstallFailureViewController", "Error occurred") +
                         QStringLiteral("\n\n")))

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Failure.h"
+#include "StepId.h"
+#include "UndoRecord.h"
+
+namespace vela {
+
+class InstallationContext;
+class InstallationSteps;
+
+/// One line of the plan, e.g. {"generation", "copy", "/…/VELA-Ver1.2/VELA.app", "12713 bytes,
+/// 3 files"}: the row that makes the change, what it does, where, and how.
+struct PlanLine {
+    std::string step;
+    std::string action;
+    std::string path;
+    std::string detail;
+};
+
+/// What a row acts with: the run's context (bundle, generation, page), its record, its steps.
+struct StepScope {
+    const InstallationContext& context;
+    UndoRecord& record;
+    const InstallationSteps& steps;
+};
+
+/// Everything about one change on the target. Every function may be null: nothing to check,
+/// to plan, to record, to change or to undo.
+struct StepRow {
+    StepId id;
+    /// The row's name, the same in the plan and in the journal.
+    const char* name;
+    /// What would make the change fail on the target as it is now; reads only.
+    StepFailure (*check)(const InstallationSteps& steps);
+    /// The plan's lines for the change, without their `step`.
+    void (*describe)(const InstallationSteps& steps, std::vector<PlanLine>& plan);
+    /// What the journal holds before the change, so that it can be undone; none: nothing
+    /// this time (the change makes nothing that an undo of an earlier entry does not take).
+    std::optional<UndoEntry> (*entry)(const StepScope& scope);
+    StepFailure (*change)(const StepScope& scope);
+    /// Puts back what the change did, from its entry; the caller makes it durable.
+    StepFailure (*undo)(const UndoRecord& record, const UndoEntry& entry);
+};
+
+/// The row of `id`.
+const StepRow& stepRow(StepId id);
+/// Where a runner finds its rows: stepRow, unless a test plants a failure in one.
+using StepRows = const StepRow& (*)(StepId id);
+/// The row named `name`, none when no row has that name.
+std::optional<StepId> stepNamed(std::string_view name);
+
+}  // namespace vela

@@ -20,10 +20,10 @@ public:
         Unfinished,  ///< a step past it failed: the journal keeps the rest for the repair
     };
 
-    Finalisation(const InstallationContext& context, UndoRecord& record)
-        : context_(context),
-          record_(record),
-          steps_(context.bundle(), context.isOverwrite(), context.destDirectoryPath()) {}
+    /// `steps` are the run's, so that the payload is measured once.
+    Finalisation(const InstallationContext& context, UndoRecord& record,
+                 const InstallationSteps& steps)
+        : context_(context), record_(record), steps_(steps) {}
 
     /// Main thread. Takes the finalisation's steps in order; stops at the first failure, which
     /// is reported.
@@ -38,7 +38,7 @@ private:
 
     const InstallationContext& context_;
     UndoRecord& record_;
-    InstallationSteps steps_;
+    const InstallationSteps& steps_;
 };
 
 }  // namespace vela

@@ -105,13 +105,15 @@ StepFailure Generations::create(const std::string& generation) {
     return std::nullopt;
 }
 
-StepFailure Generations::copyLogModeScripts(const Bundle& bundle, const std::string& generation) {
-    for (const char* name : {Const::kAppModeScriptNormalName, Const::kAppModeScriptDebugName}) {
-        std::optional<std::string> source =
-            bundle.pathForResource(name, Const::kAppModeScriptFileType);
-        std::string target = generation + name + std::string(".") + Const::kAppModeScriptFileType;
-        ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
-        if (std::error_code ec = FileCopyUtil::syncCopyAtPath(source, target)) {
+StepFailure Generations::copyLogModeScripts(const Payload& payload,
+                                            const std::string& generation) {
+    for (const Payload::Item& item : payload.items()) {
+        if (item.isBundle || !item.target.starts_with(generation)) {
+            continue;
+        }
+        const std::string& target = item.target;
+        ILog("Copy %s to %s", orNull(item.source).c_str(), target.c_str());
+        if (std::error_code ec = FileCopyUtil::syncCopyAtPath(item.source, target)) {
             // The same text as a failed termination, deliberately: users see one message.
             return Failure{
                 "installation failure: exit application", {}, target + ": " + ec.message()};

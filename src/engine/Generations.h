@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "Bundle.h"
 #include "Failure.h"
+#include "Payload.h"
 
 namespace vela {
 
@@ -27,8 +27,8 @@ public:
     static StepFailure renameDirectoryAtPath(const std::string& source, const std::string& target);
     /// Makes the new generation, a directory of this run's own, where nothing is.
     static StepFailure create(const std::string& generation);
-    /// Copies the log-mode scripts of `bundle` into the generation.
-    static StepFailure copyLogModeScripts(const Bundle& bundle, const std::string& generation);
+    /// Copies the plain files of `payload` that go into the generation (the log-mode scripts).
+    static StepFailure copyLogModeScripts(const Payload& payload, const std::string& generation);
     /// Gives the generation and everything inside it to root:admin.
     static StepFailure ownGeneration(const std::string& generation);
     /// Removes every generation but `generation`.

@@ -45,10 +45,8 @@ StepFailure HelpFile::check() {
     return std::nullopt;
 }
 
-StepFailure HelpFile::copyHelpFile(const Bundle& bundle) {
+StepFailure HelpFile::copyHelpFile(const std::optional<std::string>& source) {
     DTrace("start");
-    const std::optional<std::string> source =
-        bundle.pathForResource(Const::kDeviceHelpFileName, Const::kDeviceHelpFileType);
     const std::string destination = destinationPath();
     const std::string backup = backupPath();
     auto fail = [](Failure failure) {

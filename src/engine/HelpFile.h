@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 
-#include "Bundle.h"
 #include "Failure.h"
 
 namespace vela {
@@ -12,9 +11,9 @@ namespace vela {
 /// as "<name>.old" so that a cancelled overwrite can put it back.
 class HelpFile {
 public:
-    /// Moves the current file aside (after clearing a stale backup), copies `bundle`'s file in
-    /// afresh with root:admin 664 set on its descriptor.
-    static StepFailure copyHelpFile(const Bundle& bundle);
+    /// Moves the current file aside (after clearing a stale backup), copies `source` in afresh
+    /// with root:admin 664 set on its descriptor.
+    static StepFailure copyHelpFile(const std::optional<std::string>& source);
     /// Removes the copied file and, when the run moved the previous one aside (`movedAside`),
     /// moves that back, a file or a link but never a folder (none there: nothing changes). The
     /// caller makes the undo durable.

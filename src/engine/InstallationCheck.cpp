@@ -11,10 +11,8 @@
 #include <set>
 
 #include "Const.h"
-#include "HelpFile.h"
-#include "InstalledAccess.h"
+#include "InstallationSteps.h"
 #include "Log.h"
-#include "Payload.h"
 #include "UniqueFd.h"
 
 namespace vela {
@@ -132,35 +130,18 @@ InstallationCheck::State InstallationCheck::run() {
         return State::Absent;
     }
     DTrace("verifying %s", folder.c_str());
-    if (!S_ISDIR(info.st_mode)) {
-        differences_.push_back({"type", folder, "folder", typeName(typeOf(info.st_mode))});
-    } else {
-        checkOwner(folder, info);
-    }
-    const Payload payload(bundle_, generation);
-    for (const Payload::Item& item : payload.items()) {
-        if (!item.source) {
-            continue;
+    // What every step of a new installation leaves, as its row says.
+    const InstallationSteps steps(bundle_, false, generation);
+    std::vector<Expected> expected;
+    for (const std::vector<StepId>& part : {steps.preparation(), steps.finalisation()}) {
+        for (StepId id : part) {
+            if (const StepRow& row = stepRow(id); row.leaves) {
+                row.leaves(steps, expected);
+            }
         }
-        // The run sets the help file's and the agent's modes; every other copy keeps the
-        // bundle's.
-        std::optional<mode_t> mode;
-        if (item.target == HelpFile::destinationPath()) {
-            mode = InstalledAccess::sharedFile().mode;
-        } else if (item.target == Const::applicationLaunchAgentPlistPath()) {
-            mode = InstalledAccess::launchAgent().mode;
-        }
-        compareTree(*item.source, item.target, mode);
     }
-    checkLink();
-    expectAccess(Const::getDeviceLicenseModeDirectoryPath(), 'd',
-                 InstalledAccess::deviceDirectory().mode);
-    // An overwrite keeps an existing flag as the administrator left it: only its presence is
-    // the installation's.
-    struct stat flag {};
-    const std::string flagPath = Const::getDeviceOfflineFlagFilePath();
-    if (lstatOrMissing(flagPath, flag, "file") && !S_ISREG(flag.st_mode)) {
-        differences_.push_back({"type", flagPath, "file", typeName(typeOf(flag.st_mode))});
+    for (const Expected& item : expected) {
+        compare(item);
     }
     return differences_.empty() ? State::Intact : State::Damaged;
 }
@@ -235,7 +216,8 @@ void InstallationCheck::compareFile(const std::string& source, const std::string
     }
 }
 
-void InstallationCheck::expectAccess(const std::string& path, char type, mode_t mode) {
+void InstallationCheck::expectAccess(const std::string& path, char type,
+                                     std::optional<mode_t> mode) {
     struct stat info {};
     if (!lstatOrMissing(path, info, typeName(type))) {
         return;
@@ -245,15 +227,35 @@ void InstallationCheck::expectAccess(const std::string& path, char type, mode_t 
         return;
     }
     checkOwner(path, info);
-    if ((info.st_mode & 07777) != mode) {
+    if (mode && (info.st_mode & 07777) != *mode) {
         differences_.push_back(
-            {"mode", path, modeText(type, mode), modeText(type, info.st_mode & 07777)});
+            {"mode", path, modeText(type, *mode), modeText(type, info.st_mode & 07777)});
     }
 }
 
-void InstallationCheck::checkLink() {
-    const std::string link = Const::symbolicLinkPath();
-    const std::string expected = expectedLinkText(bundle_.shortVersionString());
+void InstallationCheck::compare(const Expected& item) {
+    struct stat info {};
+    switch (item.kind) {
+        case Expected::Kind::Copy:
+            if (item.source) {
+                compareTree(*item.source, item.path, item.mode);
+            }
+            break;
+        case Expected::Kind::Folder:
+            expectAccess(item.path, 'd', item.mode);
+            break;
+        case Expected::Kind::File:
+            if (lstatOrMissing(item.path, info, "file") && !S_ISREG(info.st_mode)) {
+                differences_.push_back({"type", item.path, "file", typeName(typeOf(info.st_mode))});
+            }
+            break;
+        case Expected::Kind::Link:
+            checkLink(item.path, item.text);
+            break;
+    }
+}
+
+void InstallationCheck::checkLink(const std::string& link, const std::string& expected) {
     struct stat info {};
     if (!lstatOrMissing(link, info, "a link to " + expected)) {
         return;

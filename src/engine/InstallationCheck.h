@@ -7,12 +7,14 @@
 #include <vector>
 
 #include "Bundle.h"
+#include "StepRow.h"
 
 namespace vela {
 
-/// Compares what a bundle installs with what the target holds, reading only: the generation of
-/// the bundle's version file by file against the bundle (type, size, contents, mode, owner
-/// root:admin), the link's text, the agent, the device directory, help file and offline flag.
+/// Compares what a bundle installs with what the target holds, reading only: what each step's
+/// row says its change leaves (the generation of the bundle's version file by file against the
+/// bundle: type, size, contents, mode, owner root:admin; the link's text, the agent, the device
+/// directory, help file and offline flag).
 class InstallationCheck {
 public:
     enum class State { Intact, Damaged, Absent };
@@ -38,8 +40,9 @@ private:
                      std::optional<mode_t> mode);
     void compareFile(const std::string& source, const std::string& target,
                      const struct stat& sourceInfo, const struct stat& targetInfo);
-    void expectAccess(const std::string& path, char type, mode_t mode);
-    void checkLink();
+    void compare(const Expected& item);
+    void expectAccess(const std::string& path, char type, std::optional<mode_t> mode);
+    void checkLink(const std::string& link, const std::string& expected);
     bool checkOwner(const std::string& path, const struct stat& info);
     bool lstatOrMissing(const std::string& path, struct stat& info, const std::string& expected);
 

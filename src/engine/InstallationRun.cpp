@@ -10,21 +10,13 @@
 
 namespace vela {
 
-namespace {
-
-std::string bundleNamed(const char* name) {
-    return std::string(name) + "." + Const::kAppFileType;
-}
-
-}  // namespace
-
 InstallationRun::InstallationRun(InstallationView& view, const Bundle& bundle, bool isOverwrite,
                                  std::function<void()> runEnded)
     : context_(&view, bundle, isOverwrite, this),
       steps_(bundle, isOverwrite, context_.destDirectoryPath()),
       fileCopyUtil_(this),
       rollback_(context_, fileCopyUtil_, record_),
-      finalisation_(context_, record_),
+      finalisation_(context_, record_, steps_),
       runEnded_(std::move(runEnded)) {}
 
 InstallationRun::~InstallationRun() = default;
@@ -56,11 +48,7 @@ void InstallationRun::start() {
         failAndUndo();
         return;
     }
-    std::optional<std::string> source =
-        context_.bundle().pathForAuxiliaryExecutable(bundleNamed(Const::kClientAppName));
-    std::string target = context_.destDirectoryPath() + bundleNamed(Const::kClientAppName);
-    ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
-    fileCopyUtil_.copyFileAtPath(source, target);
+    copyBundle(0);
     if (!context_.isOverwrite()) {
         context_.view().setCancelEnabled(true);
     }
@@ -152,11 +140,19 @@ void InstallationRun::copyUninstaller() {
         endRun();
         return;
     }
-    std::optional<std::string> source =
-        context_.bundle().pathForAuxiliaryExecutable(bundleNamed(Const::kUninstallerName));
-    std::string target = context_.destDirectoryPath() + bundleNamed(Const::kUninstallerName);
-    ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
-    fileCopyUtil_.copyFileAtPath(source, target);
+    copyBundle(1);
+}
+
+void InstallationRun::copyBundle(int which) {
+    // The payload's bundles in its order: the application, then the uninstaller.
+    int seen = 0;
+    for (const Payload::Item& item : steps_.payload().items()) {
+        if (item.isBundle && seen++ == which) {
+            ILog("Copy %s to %s", orNull(item.source).c_str(), item.target.c_str());
+            fileCopyUtil_.copyFileAtPath(item.source, item.target);
+            return;
+        }
+    }
 }
 
 InstallationRun::Result InstallationRun::result() const {

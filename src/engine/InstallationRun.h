@@ -65,6 +65,8 @@ public:
 private:
     void failAndUndo();
     void copyUninstaller();
+    /// Starts the background copy of the payload's `which`th bundle.
+    void copyBundle(int which);
     void endRun();
     void finishRecord();
 

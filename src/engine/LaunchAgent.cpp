@@ -20,22 +20,21 @@ StepFailure LaunchAgent::check() {
     return std::nullopt;
 }
 
-StepFailure LaunchAgent::install(const Bundle& bundle) {
-    std::optional<std::string> source = bundle.pathForResource(Const::kClientAppName, "plist");
+StepFailure LaunchAgent::install(const std::optional<std::string>& source) {
     const std::string target = Const::applicationLaunchAgentPlistPath();
     ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
-    if (source) {
-        UniqueFd agents;
-        std::error_code ec =
-            openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(target), rootOnly(0755),
-                               agents, nullptr, /*ownExisting=*/false);
-        if (!ec) {
-            ec = copyFileAtomically(*source, agents.get(), nameOf(target),
-                                    InstalledAccess::launchAgent());
-        }
-        if (ec) {
-            return Failure::ofError("installation failure: launch agent", target, ec);
-        }
+    UniqueFd agents;
+    // A bundle without an agent never gets this far: its check refuses it.
+    std::error_code ec = source ? openOwnedDirectory(Const::underTargetRoot("/Library"),
+                                                     parentOf(target), rootOnly(0755), agents,
+                                                     nullptr, /*ownExisting=*/false)
+                                : std::make_error_code(std::errc::no_such_file_or_directory);
+    if (!ec) {
+        ec = copyFileAtomically(*source, agents.get(), nameOf(target),
+                                InstalledAccess::launchAgent());
+    }
+    if (ec) {
+        return Failure::ofError("installation failure: launch agent", target, ec);
     }
     DTraceExecute("chown -R root:admin " + shellForm(target));
     return std::nullopt;

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "Bundle.h"
+#include <optional>
+#include <string>
+
 #include "Failure.h"
 
 namespace vela {
@@ -11,10 +13,10 @@ public:
     /// What would stop the file from being placed: anything but a folder at LaunchAgents.
     /// Reads only.
     static StepFailure check();
-    /// Writes `bundle`'s agent beside its name and renames it into place, so that a full disk
-    /// leaves no partial file. A bundle without one does not stop the installation,
-    /// deliberately; one that cannot be written does: the application would not start at login.
-    static StepFailure install(const Bundle& bundle);
+    /// Writes `source` beside the agent's name and renames it into place, so that a full disk
+    /// leaves no partial file. One that cannot be written stops the installation: the
+    /// application would not start at login.
+    static StepFailure install(const std::optional<std::string>& source);
 };
 
 }  // namespace vela

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 Payload::Payload(const Bundle& bundle, const std::string& generation, bool measure) {
     for (const char* name : {Const::kClientAppName, Const::kUninstallerName}) {
         const std::string app = std::string(name) + "." + Const::kAppFileType;
-        items_.push_back({app, bundle.pathForAuxiliaryExecutable(app), generation + app});
+        items_.push_back({app, bundle.pathForAuxiliaryExecutable(app), generation + app, true});
     }
     for (const char* name : {Const::kAppModeScriptNormalName, Const::kAppModeScriptDebugName}) {
         const std::string script = std::string(name) + "." + Const::kAppModeScriptFileType;
@@ -67,7 +67,7 @@ std::optional<std::string> Payload::defect() const {
         }
         // What is installed as a bundle must be a folder of the installer's own, the rest plain
         // files: a link would be copied as a link pointing out of the generation.
-        const bool folder = item.what.ends_with(std::string(".") + Const::kAppFileType);
+        const bool folder = item.isBundle;
         struct stat info {};
         if (::lstat(item.source->c_str(), &info) != 0 ||
             (folder ? !S_ISDIR(info.st_mode) : !S_ISREG(info.st_mode))) {
@@ -76,6 +76,20 @@ std::optional<std::string> Payload::defect() const {
         }
     }
     return std::nullopt;
+}
+
+const Payload::Item* Payload::itemAt(const std::string& target) const {
+    for (const Item& item : items_) {
+        if (item.target == target) {
+            return &item;
+        }
+    }
+    return nullptr;
+}
+
+std::optional<std::string> Payload::sourceOf(const std::string& target) const {
+    const Item* item = itemAt(target);
+    return item != nullptr ? item->source : std::nullopt;
 }
 
 std::uint64_t Payload::allocatedBytes(std::uint64_t blockSize) const {

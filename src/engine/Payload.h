@@ -19,6 +19,7 @@ public:
         std::string what;  ///< the item's name in the bundle ("VELA.app", "VELA.plist")
         std::optional<std::string> source;
         std::string target;
+        bool isBundle = false;    ///< a folder, copied in the background; else a plain file
         std::uint64_t bytes = 0;  ///< apparent bytes of its regular files
         std::uint64_t files = 0;
     };
@@ -29,6 +30,10 @@ public:
 
     /// Every item, in the order an installation copies them.
     const std::vector<Item>& items() const { return items_; }
+    /// The item copied to `target`; none when no item is.
+    const Item* itemAt(const std::string& target) const;
+    /// The source of the item copied to `target`: none when the bundle lacks it.
+    std::optional<std::string> sourceOf(const std::string& target) const;
     /// Why an installation from this bundle would fail: an item it lacks ("the installer bundle
     /// is incomplete: no VELA.app"), or one of another type (a link, a file where a bundle
     /// belongs); none when every item is there.

@@ -137,7 +137,8 @@ Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& 
     if (finishing) {
         ILog("Completing the installation of %s, killed past its point of no return",
              context.destDirectoryPath().c_str());
-        Finalisation finalisation(context, *record);
+        const InstallationSteps steps(bundle, record->isOverwrite(), context.destDirectoryPath());
+        Finalisation finalisation(context, *record, steps);
         const bool comparable = bundle.shortVersionString() == record->version();
         if (!comparable) {
             ILog(

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +23,21 @@ struct PlanLine {
     std::string action;
     std::string path;
     std::string detail;
+};
+
+/// What a change leaves on the disk, as --verify expects to find it.
+struct Expected {
+    enum class Kind {
+        Copy,    ///< the bundle's item at `source`, compared item by item, owned root:admin
+        Folder,  ///< a folder owned root:admin
+        File,    ///< a plain file, its owner and mode the administrator's
+        Link,    ///< a link naming `text`
+    };
+    Kind kind;
+    std::string path;
+    std::optional<std::string> source;
+    std::optional<mode_t> mode;  ///< the mode the run sets; none: the source's (Copy) or any
+    std::string text;
 };
 
 /// What a row acts with: the run's context (bundle, generation, page), its record, its steps.
@@ -46,6 +63,8 @@ struct StepRow {
     StepFailure (*change)(const StepScope& scope);
     /// Puts back what the change did, from its entry; the caller makes it durable.
     StepFailure (*undo)(const UndoRecord& record, const UndoEntry& entry);
+    /// What the change leaves on the disk once the run is over, for --verify.
+    void (*leaves)(const InstallationSteps& steps, std::vector<Expected>& expected);
 };
 
 /// The row of `id`.

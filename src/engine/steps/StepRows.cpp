@@ -64,6 +64,12 @@ StepFailure removeNewGeneration(const UndoRecord& record, const UndoEntry& entry
     return removeEntryTraced(__PRETTY_FUNCTION__, path);
 }
 
+// The payload's item at `target`, as the run copies it, with the mode the run gives it.
+void copied(const InstallationSteps& steps, const std::string& target, std::optional<mode_t> mode,
+            std::vector<Expected>& expected) {
+    expected.push_back({Expected::Kind::Copy, target, steps.payload().sourceOf(target), mode, {}});
+}
+
 void describeOtherGenerations(const InstallationSteps& steps, Plan& plan) {
     // Those moved aside earlier are gone by then; this version's is moved aside first.
     const std::vector<std::string> earlier = Const::movedAsideGenerationPaths();
@@ -104,6 +110,7 @@ const StepRow kRows[] = {
         .entry = nullptr,
         .change = [](const StepScope&) { return Generations::removeMovedAside(); },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::MoveAside,
@@ -132,6 +139,7 @@ const StepRow kRows[] = {
                 return Generations::renameDirectoryAtPath(Const::underTargetRoot(entry.backup),
                                                           Const::underTargetRoot(entry.path));
             },
+        .leaves = nullptr,
     },
     {
         .id = StepId::RemoveUserConfiguration,
@@ -150,6 +158,7 @@ const StepRow kRows[] = {
             return std::nullopt;
         },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::DeviceDirectory,
@@ -175,6 +184,14 @@ const StepRow kRows[] = {
         .undo =
             [](const UndoRecord&, const UndoEntry&) {
                 return DeviceDirectory::removeDirectoryDeviceLicenseConfig();
+            },
+        .leaves =
+            [](const InstallationSteps&, std::vector<Expected>& expected) {
+                expected.push_back({Expected::Kind::Folder,
+                                    Const::getDeviceLicenseModeDirectoryPath(),
+                                    {},
+                                    InstalledAccess::deviceDirectory().mode,
+                                    {}});
             },
     },
     {
@@ -203,10 +220,18 @@ const StepRow kRows[] = {
                              hadHelpFile() ? systemPathOf(HelpFile::backupPath()) : std::string()};
         },
         .change =
-            [](const StepScope& scope) { return HelpFile::copyHelpFile(scope.context.bundle()); },
+            [](const StepScope& scope) {
+                return HelpFile::copyHelpFile(
+                    scope.steps.payload().sourceOf(HelpFile::destinationPath()));
+            },
         .undo =
             [](const UndoRecord&, const UndoEntry& entry) {
                 return HelpFile::revertHelpFile(!entry.backup.empty());
+            },
+        .leaves =
+            [](const InstallationSteps& steps, std::vector<Expected>& expected) {
+                copied(steps, HelpFile::destinationPath(), InstalledAccess::sharedFile().mode,
+                       expected);
             },
     },
     {
@@ -232,6 +257,15 @@ const StepRow kRows[] = {
         .change =
             [](const StepScope& scope) { return Generations::create(scope.steps.generation()); },
         .undo = removeNewGeneration,
+        .leaves =
+            [](const InstallationSteps& steps, std::vector<Expected>& expected) {
+                expected.push_back({Expected::Kind::Folder, folderOf(steps), {}, {}, {}});
+                for (const Payload::Item& item : steps.payload().items()) {
+                    if (item.target.starts_with(steps.generation())) {
+                        copied(steps, item.target, std::nullopt, expected);
+                    }
+                }
+            },
     },
     {
         .id = StepId::LogModeScripts,
@@ -241,10 +275,11 @@ const StepRow kRows[] = {
         .entry = nullptr,
         .change =
             [](const StepScope& scope) {
-                return Generations::copyLogModeScripts(scope.context.bundle(),
+                return Generations::copyLogModeScripts(scope.steps.payload(),
                                                        scope.steps.generation());
             },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::OwnGeneration,
@@ -260,6 +295,7 @@ const StepRow kRows[] = {
                 return Generations::ownGeneration(scope.steps.generation());
             },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::StopApplication,
@@ -279,6 +315,7 @@ const StepRow kRows[] = {
                 return RunningApplications::stop();
             },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::OfflineFlag,
@@ -301,6 +338,13 @@ const StepRow kRows[] = {
         },
         .undo = [](const UndoRecord&,
                    const UndoEntry&) { return OfflineFlag::removeDeviceOfflineFlagFile(); },
+        .leaves =
+            // An overwrite keeps an existing flag as the administrator left it: only its
+            // presence is the installation's.
+        [](const InstallationSteps&, std::vector<Expected>& expected) {
+            expected.push_back(
+                {Expected::Kind::File, Const::getDeviceOfflineFlagFilePath(), {}, {}, {}});
+        },
     },
     {
         .id = StepId::Durable,
@@ -311,6 +355,7 @@ const StepRow kRows[] = {
         // The link may name the new generation only once a power cut cannot empty it.
         .change = [](const StepScope&) { return syncTarget(); },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::PointOfNoReturn,
@@ -324,6 +369,7 @@ const StepRow kRows[] = {
         },
         .change = nullptr,
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::Link,
@@ -341,6 +387,15 @@ const StepRow kRows[] = {
         .change =
             [](const StepScope& scope) { return Generations::renewLink(scope.steps.generation()); },
         .undo = nullptr,
+        .leaves =
+            [](const InstallationSteps& steps, std::vector<Expected>& expected) {
+                expected.push_back(
+                    {Expected::Kind::Link,
+                     Const::symbolicLinkPath(),
+                     {},
+                     {},
+                     InstallationCheck::expectedLinkText(steps.bundle().shortVersionString())});
+            },
     },
     {
         .id = StepId::RemoveOtherGenerations,
@@ -353,6 +408,7 @@ const StepRow kRows[] = {
                 return Generations::removeOtherGenerations(scope.steps.generation());
             },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::RemoveOldHelpFile,
@@ -368,6 +424,7 @@ const StepRow kRows[] = {
         .entry = nullptr,
         .change = [](const StepScope&) { return HelpFile::removeOldHelpFile(); },
         .undo = nullptr,
+        .leaves = nullptr,
     },
     {
         .id = StepId::LaunchAgent,
@@ -386,8 +443,16 @@ const StepRow kRows[] = {
             },
         .entry = nullptr,
         .change =
-            [](const StepScope& scope) { return LaunchAgent::install(scope.context.bundle()); },
+            [](const StepScope& scope) {
+                return LaunchAgent::install(
+                    scope.steps.payload().sourceOf(Const::applicationLaunchAgentPlistPath()));
+            },
         .undo = nullptr,
+        .leaves =
+            [](const InstallationSteps& steps, std::vector<Expected>& expected) {
+                copied(steps, Const::applicationLaunchAgentPlistPath(),
+                       InstalledAccess::launchAgent().mode, expected);
+            },
     },
 };
 

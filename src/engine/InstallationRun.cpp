@@ -98,8 +98,9 @@ void InstallationRun::didFinishedCopyWithError(std::error_code error) {
         DTrace("checking destination to copy in progress with cancel: %s", destination.c_str());
         if (fileExistsAtPath(destination)) {
             DTrace("remove destination to copy in progress with cancel: %s", destination.c_str());
-            // Stays in the journal should it fail: the Cancel's undo says so.
-            DTraceExecute(removalCommand("-rf", destination));
+            // The new generation's own undo, early; stays in the journal should it fail: the
+            // Cancel's undo then says so.
+            removeEntryTraced(__PRETTY_FUNCTION__, destination);
         }
         DTrace("end: cancel=%s", context_.cancelWord());
         runOnMainQueue(this, [this] { endRun(); });

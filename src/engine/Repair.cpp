@@ -109,11 +109,12 @@ StepFailure mendGeneration(const Bundle& bundle, const InstallationContext& cont
 
 Repair::Outcome Repair::repairInterruptedRun(const Bundle& bundle, std::string& message) {
     // Files a killed run was writing beside their names are never renamed into place.
-    for (const std::string& path :
-         {HelpFile::destinationPath(), Const::applicationLaunchAgentPlistPath(),
-          Const::symbolicLinkPath(), InstallRecord::filePath()}) {
-        removeTemporariesOf(path);
+    for (const StepRow& row : allStepRows()) {
+        if (row.writesBeside) {
+            removeTemporariesOf(row.writesBeside());
+        }
     }
+    removeTemporariesOf(InstallRecord::filePath());
     std::optional<UndoRecord> record;
     const Outcome found = find(record, message, /*tidy=*/true);
     if (found != Outcome::Repaired) {

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,7 +66,13 @@ struct StepRow {
     StepFailure (*undo)(const UndoRecord& record, const UndoEntry& entry);
     /// What the change leaves on the disk once the run is over, for --verify.
     void (*leaves)(const InstallationSteps& steps, std::vector<Expected>& expected);
+    /// The name the change writes a new file beside before renaming it into place: a change
+    /// killed half-way leaves a temporary there for the repair to clear.
+    std::string (*writesBeside)();
 };
+
+/// Every row, in the order of StepId.
+std::span<const StepRow> allStepRows();
 
 /// The row of `id`.
 const StepRow& stepRow(StepId id);

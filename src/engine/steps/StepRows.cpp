@@ -111,6 +111,7 @@ const StepRow kRows[] = {
         .change = [](const StepScope&) { return Generations::removeMovedAside(); },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::MoveAside,
@@ -140,6 +141,7 @@ const StepRow kRows[] = {
                                                           Const::underTargetRoot(entry.path));
             },
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::RemoveUserConfiguration,
@@ -159,6 +161,7 @@ const StepRow kRows[] = {
         },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::DeviceDirectory,
@@ -193,6 +196,7 @@ const StepRow kRows[] = {
                                     InstalledAccess::deviceDirectory().mode,
                                     {}});
             },
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::HelpFile,
@@ -233,6 +237,7 @@ const StepRow kRows[] = {
                 copied(steps, HelpFile::destinationPath(), InstalledAccess::sharedFile().mode,
                        expected);
             },
+        .writesBeside = HelpFile::destinationPath,
     },
     {
         .id = StepId::Generation,
@@ -266,6 +271,7 @@ const StepRow kRows[] = {
                     }
                 }
             },
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::LogModeScripts,
@@ -280,6 +286,7 @@ const StepRow kRows[] = {
             },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::OwnGeneration,
@@ -296,6 +303,7 @@ const StepRow kRows[] = {
             },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::StopApplication,
@@ -316,6 +324,7 @@ const StepRow kRows[] = {
             },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::OfflineFlag,
@@ -345,6 +354,7 @@ const StepRow kRows[] = {
             expected.push_back(
                 {Expected::Kind::File, Const::getDeviceOfflineFlagFilePath(), {}, {}, {}});
         },
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::Durable,
@@ -356,6 +366,7 @@ const StepRow kRows[] = {
         .change = [](const StepScope&) { return syncTarget(); },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::PointOfNoReturn,
@@ -370,6 +381,7 @@ const StepRow kRows[] = {
         .change = nullptr,
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::Link,
@@ -396,6 +408,7 @@ const StepRow kRows[] = {
                      {},
                      InstallationCheck::expectedLinkText(steps.bundle().shortVersionString())});
             },
+        .writesBeside = Const::symbolicLinkPath,
     },
     {
         .id = StepId::RemoveOtherGenerations,
@@ -409,6 +422,7 @@ const StepRow kRows[] = {
             },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::RemoveOldHelpFile,
@@ -425,6 +439,7 @@ const StepRow kRows[] = {
         .change = [](const StepScope&) { return HelpFile::removeOldHelpFile(); },
         .undo = nullptr,
         .leaves = nullptr,
+        .writesBeside = nullptr,
     },
     {
         .id = StepId::LaunchAgent,
@@ -453,10 +468,15 @@ const StepRow kRows[] = {
                 copied(steps, Const::applicationLaunchAgentPlistPath(),
                        InstalledAccess::launchAgent().mode, expected);
             },
+        .writesBeside = Const::applicationLaunchAgentPlistPath,
     },
 };
 
 }  // namespace
+
+std::span<const StepRow> allStepRows() {
+    return kRows;
+}
 
 const StepRow& stepRow(StepId id) {
     for (const StepRow& row : kRows) {

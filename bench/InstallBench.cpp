@@ -12,7 +12,7 @@
 
 #include "Bench.h"
 #include "Bundle.h"
-#include "Payload.h"
+#include "SamplePayload.h"
 
 using namespace vela::bench;
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "Payload.h"
+#include "SamplePayload.h"
 
 using namespace vela::bench;
 

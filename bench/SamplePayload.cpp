@@ -1,4 +1,4 @@
-#include "Payload.h"
+#include "SamplePayload.h"
 
 #include <algorithm>
 #include <charconv>

@@ -418,6 +418,10 @@ TEST_F(Overwrite, APlantedJournalIsRefusedAndNothingIsTouched) {
         {journalNaming("/Applications/Quillmark/VELA-Ver1.0/", "../../../etc"), true},
         {"not a journal", true},
         {journalNaming("/Applications/Quillmark/VELA-Ver1.0/"), false},
+        // A step that records nothing has no entry to undo.
+        {"{\"journal\": 2, \"mode\": \"new\", \"version\": \"1.2.3\", \"steps\": "
+         "[{\"step\": \"link\", \"path\": \"/Applications/Quillmark/VELA-Ver1.0/\"}]}",
+         true},
     };
     const std::string before = snapshotTree(root.at("/Applications"));
     for (const auto& plant : planted) {
@@ -434,4 +438,13 @@ TEST_F(Overwrite, APlantedJournalIsRefusedAndNothingIsTouched) {
         EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
         EXPECT_EQ(readFile(journal), plant.text);
     }
+    // The journal of an installer before, whose entries had names of their own, is still
+    // undone.
+    fs::create_directories(generation("0.5") + "/VELA.app");
+    writeFile(journal, journalNaming("/Applications/Quillmark/VELA-Ver0.5/", "0.5"));
+    ::chmod(journal.c_str(), 0600);
+    ASSERT_EQ(::chown(journal.c_str(), 0, 0), 0);
+    EXPECT_EQ(install({"--recover"}).status, 0);
+    EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
+    EXPECT_FALSE(exists(journal));
 }

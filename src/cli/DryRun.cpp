@@ -42,15 +42,15 @@ int DryRun::exec() {
     // The run repairs a journal left behind first, or refuses to act on it.
     std::string repair;
     const Repair::Outcome foreseen = Repair::foresee(repair);
-    std::vector<InstallationSteps::Action> plan;
+    std::vector<PlanLine> plan;
     if (foreseen == Repair::Outcome::Repaired) {
         plan.push_back({"repair", "repair", UndoRecord::journalPath(), repair});
     }
-    for (const InstallationSteps::Action& action : steps.actions()) {
+    for (const PlanLine& action : steps.actions()) {
         plan.push_back(action);
     }
     QJsonArray actions;
-    for (const InstallationSteps::Action& action : plan) {
+    for (const PlanLine& action : plan) {
         std::fprintf(out, "  %s %s (%s)\n", action.action.c_str(), action.path.c_str(),
                      action.detail.c_str());
         actions.append(QJsonObject{

@@ -9,40 +9,40 @@ InstallationSteps::InstallationSteps(const Bundle& bundle, bool isOverwrite, std
     : bundle_(bundle), isOverwrite_(isOverwrite), generation_(std::move(generation)) {}
 
 std::vector<StepId> InstallationSteps::preparation() const {
-    std::vector<Id> steps;
+    std::vector<StepId> steps;
     if (isOverwrite_) {
-        steps = {Id::RemoveMovedAside, Id::MoveAside};
+        steps = {StepId::RemoveMovedAside, StepId::MoveAside};
     } else {
-        steps = {Id::RemoveUserConfiguration};
+        steps = {StepId::RemoveUserConfiguration};
     }
-    steps.insert(steps.end(), {Id::DeviceDirectory, Id::HelpFile, Id::Generation});
+    steps.insert(steps.end(), {StepId::DeviceDirectory, StepId::HelpFile, StepId::Generation});
     return steps;
 }
 
 std::vector<StepId> InstallationSteps::finalisation() const {
-    std::vector<Id> steps = {Id::LogModeScripts, Id::OwnGeneration};
+    std::vector<StepId> steps = {StepId::LogModeScripts, StepId::OwnGeneration};
     if (isOverwrite_) {
-        steps.push_back(Id::StopApplication);
+        steps.push_back(StepId::StopApplication);
     }
-    steps.insert(steps.end(), {Id::OfflineFlag, Id::Durable, Id::PointOfNoReturn});
-    for (Id id : pastPointOfNoReturn()) {
+    steps.insert(steps.end(), {StepId::OfflineFlag, StepId::Durable, StepId::PointOfNoReturn});
+    for (StepId id : pastPointOfNoReturn()) {
         steps.push_back(id);
     }
     return steps;
 }
 
 std::vector<StepId> InstallationSteps::pastPointOfNoReturn() const {
-    std::vector<Id> steps = {Id::Link};
+    std::vector<StepId> steps = {StepId::Link};
     if (isOverwrite_) {
-        steps.push_back(Id::RemoveOtherGenerations);
+        steps.push_back(StepId::RemoveOtherGenerations);
     }
-    steps.insert(steps.end(), {Id::RemoveOldHelpFile, Id::LaunchAgent});
+    steps.insert(steps.end(), {StepId::RemoveOldHelpFile, StepId::LaunchAgent});
     return steps;
 }
 
 std::vector<StepId> InstallationSteps::all() const {
-    std::vector<Id> steps = preparation();
-    for (Id id : finalisation()) {
+    std::vector<StepId> steps = preparation();
+    for (StepId id : finalisation()) {
         steps.push_back(id);
     }
     return steps;
@@ -52,7 +52,7 @@ StepFailure InstallationSteps::preflight() const {
     if (std::optional<std::string> defect = BundleCheck::defect(bundle_)) {
         return Failure{*defect};
     }
-    for (Id id : all()) {
+    for (StepId id : all()) {
         const StepRow& row = stepRow(id);
         if (StepFailure failure = row.check ? row.check(*this) : std::nullopt) {
             return failure;
@@ -63,7 +63,7 @@ StepFailure InstallationSteps::preflight() const {
 
 std::vector<PlanLine> InstallationSteps::actions() const {
     std::vector<PlanLine> plan;
-    for (Id id : all()) {
+    for (StepId id : all()) {
         const StepRow& row = stepRow(id);
         const std::size_t first = plan.size();
         if (row.describe) {

@@ -18,17 +18,14 @@ namespace vela {
 /// same words.
 class InstallationSteps {
 public:
-    using Id = StepId;
-    using Action = PlanLine;
-
     /// `generation` ends in "/"; the bundle's own unless a repair names another.
     InstallationSteps(const Bundle& bundle, bool isOverwrite, std::string generation);
 
     /// Before the copies, and after them.
-    std::vector<Id> preparation() const;
-    std::vector<Id> finalisation() const;
+    std::vector<StepId> preparation() const;
+    std::vector<StepId> finalisation() const;
     /// The steps after the point of no return: what a repair completes.
-    std::vector<Id> pastPointOfNoReturn() const;
+    std::vector<StepId> pastPointOfNoReturn() const;
 
     /// The bundle's defects, then every step's check in order; reads only.
     StepFailure preflight() const;
@@ -46,7 +43,7 @@ public:
     const std::string& generation() const { return generation_; }
 
 private:
-    std::vector<Id> all() const;
+    std::vector<StepId> all() const;
 
     const Bundle& bundle_;
     bool isOverwrite_;

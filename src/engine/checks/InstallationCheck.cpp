@@ -171,18 +171,11 @@ void InstallationCheck::compareTree(const std::string& source, const std::string
         return;
     }
     const char type = typeOf(from.st_mode);
-    if (!lstatOrMissing(target, to, typeName(type))) {
+    // A link has no mode of its own.
+    if (!expectAccess(
+            target, type,
+            type == 'l' ? std::nullopt : std::optional(mode.value_or(from.st_mode & 07777)), to)) {
         return;
-    }
-    if (typeOf(to.st_mode) != type) {
-        differences_.push_back({"type", target, typeName(type), typeName(typeOf(to.st_mode))});
-        return;
-    }
-    checkOwner(target, to);
-    const mode_t expectedMode = mode.value_or(from.st_mode & 07777);
-    if (type != 'l' && (to.st_mode & 07777) != expectedMode) {
-        differences_.push_back(
-            {"mode", target, modeText(type, expectedMode), modeText(type, to.st_mode & 07777)});
     }
     if (type == '-') {
         compareFile(source, target, from, to);
@@ -216,21 +209,21 @@ void InstallationCheck::compareFile(const std::string& source, const std::string
     }
 }
 
-void InstallationCheck::expectAccess(const std::string& path, char type,
-                                     std::optional<mode_t> mode) {
-    struct stat info {};
+bool InstallationCheck::expectAccess(const std::string& path, char type, std::optional<mode_t> mode,
+                                     struct stat& info) {
     if (!lstatOrMissing(path, info, typeName(type))) {
-        return;
+        return false;
     }
     if (typeOf(info.st_mode) != type) {
         differences_.push_back({"type", path, typeName(type), typeName(typeOf(info.st_mode))});
-        return;
+        return false;
     }
     checkOwner(path, info);
     if (mode && (info.st_mode & 07777) != *mode) {
         differences_.push_back(
             {"mode", path, modeText(type, *mode), modeText(type, info.st_mode & 07777)});
     }
+    return true;
 }
 
 void InstallationCheck::compare(const Expected& item) {
@@ -242,7 +235,7 @@ void InstallationCheck::compare(const Expected& item) {
             }
             break;
         case Expected::Kind::Folder:
-            expectAccess(item.path, 'd', item.mode);
+            expectAccess(item.path, 'd', item.mode, info);
             break;
         case Expected::Kind::File:
             if (lstatOrMissing(item.path, info, "file") && !S_ISREG(info.st_mode)) {

@@ -41,7 +41,9 @@ private:
     void compareFile(const std::string& source, const std::string& target,
                      const struct stat& sourceInfo, const struct stat& targetInfo);
     void compare(const Expected& item);
-    void expectAccess(const std::string& path, char type, std::optional<mode_t> mode);
+    /// Whether `path` is there as `type`; its owner, and `mode` when given, are compared too.
+    bool expectAccess(const std::string& path, char type, std::optional<mode_t> mode,
+                      struct stat& info);
     void checkLink(const std::string& link, const std::string& expected);
     bool checkOwner(const std::string& path, const struct stat& info);
     bool lstatOrMissing(const std::string& path, struct stat& info, const std::string& expected);

@@ -48,27 +48,27 @@ struct StepScope {
     const InstallationSteps& steps;
 };
 
-/// Everything about one change on the target. Every function may be null: nothing to check,
-/// to plan, to record, to change or to undo.
+/// Everything about one change on the target. Every function may be null (and is, unless the
+/// row names it): nothing to check, to plan, to record, to change, to undo or to leave.
 struct StepRow {
     StepId id;
     /// The row's name, the same in the plan and in the journal.
     const char* name;
     /// What would make the change fail on the target as it is now; reads only.
-    StepFailure (*check)(const InstallationSteps& steps);
+    StepFailure (*check)(const InstallationSteps& steps) = nullptr;
     /// The plan's lines for the change, without their `step`.
-    void (*describe)(const InstallationSteps& steps, std::vector<PlanLine>& plan);
+    void (*describe)(const InstallationSteps& steps, std::vector<PlanLine>& plan) = nullptr;
     /// What the journal holds before the change, so that it can be undone; none: nothing
     /// this time (the change makes nothing that an undo of an earlier entry does not take).
-    std::optional<UndoEntry> (*entry)(const StepScope& scope);
-    StepFailure (*change)(const StepScope& scope);
+    std::optional<UndoEntry> (*entry)(const StepScope& scope) = nullptr;
+    StepFailure (*change)(const StepScope& scope) = nullptr;
     /// Puts back what the change did, from its entry; the caller makes it durable.
-    StepFailure (*undo)(const UndoRecord& record, const UndoEntry& entry);
+    StepFailure (*undo)(const UndoRecord& record, const UndoEntry& entry) = nullptr;
     /// What the change leaves on the disk once the run is over, for --verify.
-    void (*leaves)(const InstallationSteps& steps, std::vector<Expected>& expected);
+    void (*leaves)(const InstallationSteps& steps, std::vector<Expected>& expected) = nullptr;
     /// The name the change writes a new file beside before renaming it into place: a change
     /// killed half-way leaves a temporary there for the repair to clear.
-    std::string (*writesBeside)();
+    std::string (*writesBeside)() = nullptr;
 };
 
 /// Every row, in the order of StepId.

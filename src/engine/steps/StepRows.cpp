@@ -100,23 +100,17 @@ const StepRow kRows[] = {
     {
         .id = StepId::RemoveMovedAside,
         .name = "removeMovedAside",
-        .check = nullptr,
         .describe =
             [](const InstallationSteps&, Plan& plan) {
                 for (const std::string& path : Const::movedAsideGenerationPaths()) {
                     plan.push_back({{}, "remove", path, "generation moved aside earlier"});
                 }
             },
-        .entry = nullptr,
         .change = [](const StepScope&) { return Generations::removeMovedAside(); },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::MoveAside,
         .name = "moveAside",
-        .check = nullptr,
         .describe =
             [](const InstallationSteps& steps, Plan& plan) {
                 if (isInstalled(steps)) {
@@ -140,13 +134,10 @@ const StepRow kRows[] = {
                 return Generations::renameDirectoryAtPath(Const::underTargetRoot(entry.backup),
                                                           Const::underTargetRoot(entry.path));
             },
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::RemoveUserConfiguration,
         .name = "removeUserConfiguration",
-        .check = nullptr,
         .describe =
             [](const InstallationSteps&, Plan& plan) {
                 for (const std::string& path : Const::allUserDirectoryPlistPaths()) {
@@ -154,14 +145,10 @@ const StepRow kRows[] = {
                         {{}, "remove", path, "user configuration of an earlier installation"});
                 }
             },
-        .entry = nullptr,
         .change = [](const StepScope&) -> StepFailure {
             UserConfiguration::removeStale();
             return std::nullopt;
         },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::DeviceDirectory,
@@ -196,7 +183,6 @@ const StepRow kRows[] = {
                                     InstalledAccess::deviceDirectory().mode,
                                     {}});
             },
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::HelpFile,
@@ -271,65 +257,47 @@ const StepRow kRows[] = {
                     }
                 }
             },
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::LogModeScripts,
         .name = "logModeScripts",
-        .check = nullptr,
-        .describe = nullptr,  // part of the generation's copies
-        .entry = nullptr,
         .change =
             [](const StepScope& scope) {
                 return Generations::copyLogModeScripts(scope.steps.payload(),
                                                        scope.steps.generation());
             },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::OwnGeneration,
         .name = "ownGeneration",
-        .check = nullptr,
         .describe =
             [](const InstallationSteps& steps, Plan& plan) {
                 plan.push_back({{}, "set owner", folderOf(steps), "root:admin, everything inside"});
             },
-        .entry = nullptr,
         .change =
             [](const StepScope& scope) {
                 return Generations::ownGeneration(scope.steps.generation());
             },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::StopApplication,
         .name = "stopApplication",
-        .check = nullptr,
         .describe =
             [](const InstallationSteps&, Plan& plan) {
                 for (const std::string& process : RunningApplications::list()) {
                     plan.push_back({{}, "stop", process, "SIGTERM, then SIGKILL after one second"});
                 }
             },
-        .entry = nullptr,
         .change =
             [](const StepScope& scope) {
                 // A stopped application cannot be started again by an undo: no Cancel from here.
                 scope.context.setCancelEnabled(false);
                 return RunningApplications::stop();
             },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::OfflineFlag,
         .name = "offlineFlag",
-        .check = nullptr,
         .describe = describeOfflineFlag,
         .entry = [](const StepScope& scope) -> std::optional<UndoEntry> {
             const std::string flag = Const::getDeviceOfflineFlagFilePath();
@@ -354,34 +322,21 @@ const StepRow kRows[] = {
             expected.push_back(
                 {Expected::Kind::File, Const::getDeviceOfflineFlagFilePath(), {}, {}, {}});
         },
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::Durable,
         .name = "durable",
-        .check = nullptr,
-        .describe = nullptr,
-        .entry = nullptr,
         // The link may name the new generation only once a power cut cannot empty it.
         .change = [](const StepScope&) { return syncTarget(); },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::PointOfNoReturn,
         .name = "pointOfNoReturn",
-        .check = nullptr,
-        .describe = nullptr,
         // From here on the new generation is the only complete one: a failure completes the run
         // instead of undoing it.
         .entry = [](const StepScope&) -> std::optional<UndoEntry> {
             return UndoEntry{StepId::PointOfNoReturn, {}, {}};
         },
-        .change = nullptr,
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::Link,
@@ -395,10 +350,8 @@ const StepRow kRows[] = {
                                 "to " + InstallationCheck::expectedLinkText(
                                             steps.bundle().shortVersionString())});
             },
-        .entry = nullptr,
         .change =
             [](const StepScope& scope) { return Generations::renewLink(scope.steps.generation()); },
-        .undo = nullptr,
         .leaves =
             [](const InstallationSteps& steps, std::vector<Expected>& expected) {
                 expected.push_back(
@@ -413,21 +366,15 @@ const StepRow kRows[] = {
     {
         .id = StepId::RemoveOtherGenerations,
         .name = "removeOtherGenerations",
-        .check = nullptr,
         .describe = describeOtherGenerations,
-        .entry = nullptr,
         .change =
             [](const StepScope& scope) {
                 return Generations::removeOtherGenerations(scope.steps.generation());
             },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::RemoveOldHelpFile,
         .name = "removeOldHelpFile",
-        .check = nullptr,
         .describe =
             [](const InstallationSteps&, Plan& plan) {
                 if (hadHelpFile()) {
@@ -435,11 +382,7 @@ const StepRow kRows[] = {
                         {{}, "remove", HelpFile::backupPath(), "the previous help file"});
                 }
             },
-        .entry = nullptr,
         .change = [](const StepScope&) { return HelpFile::removeOldHelpFile(); },
-        .undo = nullptr,
-        .leaves = nullptr,
-        .writesBeside = nullptr,
     },
     {
         .id = StepId::LaunchAgent,
@@ -456,13 +399,11 @@ const StepRow kRows[] = {
                 // Done by the completion page, once the run is over.
                 plan.push_back({{}, "reload", agent, "launchctl unload, load"});
             },
-        .entry = nullptr,
         .change =
             [](const StepScope& scope) {
                 return LaunchAgent::install(
                     scope.steps.payload().sourceOf(Const::applicationLaunchAgentPlistPath()));
             },
-        .undo = nullptr,
         .leaves =
             [](const InstallationSteps& steps, std::vector<Expected>& expected) {
                 copied(steps, Const::applicationLaunchAgentPlistPath(),

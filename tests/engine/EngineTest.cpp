@@ -275,18 +275,18 @@ TEST_F(Engine, StartStepsCountOnlyAGenerationWithItsUninstallerAndRemovalsSpareT
 std::optional<StepId> plantedChange;
 std::optional<StepId> plantedUndo;
 
+StepFailure planted() {
+    return Failure{"planted", "/planted", "Input/output error"};
+}
+
 const StepRow& plantedRows(StepId id) {
     static std::map<StepId, StepRow> rows;
     StepRow row = stepRow(id);
     if (plantedChange == id) {
-        row.change = [](const StepScope&) -> StepFailure {
-            return Failure{"planted", "/planted", "Input/output error"};
-        };
+        row.change = [](const StepScope&) { return planted(); };
     }
     if (plantedUndo == id) {
-        row.undo = [](const UndoRecord&, const UndoEntry&) -> StepFailure {
-            return Failure{"planted", "/planted", "Input/output error"};
-        };
+        row.undo = [](const UndoRecord&, const UndoEntry&) { return planted(); };
     }
     return rows[id] = row;
 }
@@ -299,19 +299,13 @@ StepFailure runRows(bool overwrite, UndoRecord& record, std::optional<StepId> la
     const InstallationSteps steps(bundle, overwrite, context.destDirectoryPath());
     const StepRunner runner({context, record, steps}, plantedRows);
     record.begin(overwrite, *bundle.shortVersionString());
-    std::vector<StepId> ids = steps.preparation();
-    for (StepId id : steps.finalisation()) {
-        ids.push_back(id);
-    }
-    for (StepId id : ids) {
+    for (StepId id : steps.all()) {
         if (StepFailure failure = runner.take({id})) {
             return failure;
         }
-        if (id == StepId::Generation) {
-            for (const Payload::Item& item : steps.payload().items()) {
-                if (item.what.ends_with(".app")) {
-                    EXPECT_FALSE(FileCopyUtil::syncCopyAtPath(item.source, item.target));
-                }
+        for (const Payload::Item& item : steps.payload().items()) {
+            if (id == StepId::Generation && item.isBundle) {
+                EXPECT_FALSE(FileCopyUtil::syncCopyAtPath(item.source, item.target));
             }
         }
         if (id == last) {
@@ -323,31 +317,25 @@ StepFailure runRows(bool overwrite, UndoRecord& record, std::optional<StepId> la
 
 // Per row of a new installation and of an overwrite: its change fails (every row before it is
 // undone, or past the point of no return completed, and the failure names the row and why);
-// its undo fails (the undo stops there and the journal keeps the rest for the next try); the
-// run is killed after it (the repair undoes or completes it).
+// the run is killed after it (the repair undoes or completes it); its undo fails (the undo
+// stops there, the journal keeps the rest, and the next walk takes it up).
 TEST_F(Engine, EachRowsFailureOrKillIsUndoneOrCompletedAndAFailedUndoKeepsTheRest) {
     applyLogMode("NORMAL");
+    const Bundle& bundle = Bundle::mainBundle();
     for (const bool overwrite : {false, true}) {
-        std::vector<StepId> ids;
-        const Bundle& bundle = Bundle::mainBundle();
-        const InstallationSteps steps(bundle, overwrite, "/");
-        ids = steps.preparation();
-        for (StepId id : steps.finalisation()) {
-            ids.push_back(id);
-        }
+        std::string before;
         // A fresh target (holding a complete installation for an overwrite) per case.
         auto fresh = [&](TempInstallRoot& target) {
             Const::setTargetRoot(target.root());
             // What the journal and the generation are made in stays, as on a Mac.
             fs::create_directories(UndoRecord::journalDirectory());
             fs::create_directories(Const::appBaseDirectoryPath());
-            if (overwrite) {
-                UndoRecord record;
-                ASSERT_FALSE(runRows(false, record));
-                record.finish();
-            }
+            UndoRecord record;
+            EXPECT_FALSE(overwrite && runRows(false, record));
+            record.finish();
+            before = snapshotTree(target.root());
         };
-        auto repaired = [&](const std::string& before, bool completes, const std::string& what) {
+        auto repaired = [&](bool completes, const std::string& what) {
             std::string message;
             const bool recorded = exists(UndoRecord::journalPath());
             EXPECT_EQ(Repair::repairInterruptedRun(bundle, message),
@@ -361,13 +349,12 @@ TEST_F(Engine, EachRowsFailureOrKillIsUndoneOrCompletedAndAFailedUndoKeepsTheRes
                 EXPECT_EQ(snapshotTree(Const::targetRoot()), before) << what;
             }
         };
-        for (StepId id : ids) {
-            const std::string name =
-                std::string(overwrite ? "overwrite, " : "new, ") + stepRow(id).name;
+        const std::string mode = overwrite ? "overwrite, " : "new, ";
+        for (StepId id : InstallationSteps(bundle, overwrite, "/").all()) {
+            const std::string name = mode + stepRow(id).name;
             {
                 TempInstallRoot target;
                 fresh(target);
-                const std::string before = snapshotTree(target.root());
                 plantedChange = id;
                 UndoRecord record;
                 const StepFailure failure = runRows(overwrite, record);
@@ -376,61 +363,44 @@ TEST_F(Engine, EachRowsFailureOrKillIsUndoneOrCompletedAndAFailedUndoKeepsTheRes
                 EXPECT_EQ(failure->step, stepRow(id).name);
                 EXPECT_EQ(failure->text(), "planted: /planted (Input/output error)");
                 if (record.isPastPointOfNoReturn()) {
-                    repaired(before, true, name + " fails");
-                } else {
-                    EXPECT_FALSE(StepRunner::undo(record)) << name;
-                    std::string problem;
-                    const std::optional<UndoRecord> left = UndoRecord::load(problem);
-                    EXPECT_TRUE(!left || left->entries().empty()) << name;
-                    record.finish();
-                    EXPECT_EQ(snapshotTree(target.root()), before) << name << " fails";
+                    repaired(true, name + " fails");
+                    continue;
                 }
+                EXPECT_FALSE(StepRunner::undo(record)) << name;
+                std::string problem;
+                const std::optional<UndoRecord> left = UndoRecord::load(problem);
+                EXPECT_TRUE(!left || left->entries().empty()) << name;
+                record.finish();
+                EXPECT_EQ(snapshotTree(target.root()), before) << name << " fails";
             }
-            {
-                TempInstallRoot target;
-                fresh(target);
-                const std::string before = snapshotTree(target.root());
-                UndoRecord record;
-                ASSERT_FALSE(runRows(overwrite, record, id));
-                const bool completes = record.isPastPointOfNoReturn();
-                repaired(before, completes, name + " killed after");
-            }
-        }
-        // Each row that recorded an entry before the point of no return, its undo failing.
-        std::vector<StepId> recorded;
-        {
             TempInstallRoot target;
             fresh(target);
             UndoRecord record;
-            ASSERT_FALSE(runRows(overwrite, record, StepId::Durable));
-            for (const UndoEntry& entry : record.entries()) {
-                recorded.push_back(entry.step);
-            }
+            ASSERT_FALSE(runRows(overwrite, record, id));
+            repaired(record.isPastPointOfNoReturn(), name + " killed after");
         }
-        ASSERT_GE(recorded.size(), overwrite ? 3u : 2u);
-        for (StepId id : recorded) {
-            const std::string name = std::string(overwrite ? "overwrite, " : "new, ") +
-                                     stepRow(id).name + "'s undo fails";
-            TempInstallRoot target;
-            fresh(target);
-            const std::string before = snapshotTree(target.root());
-            UndoRecord record;
-            plantedChange = StepId::Durable;
-            ASSERT_TRUE(runRows(overwrite, record));
-            plantedChange.reset();
-            plantedUndo = id;
+        // Every entry's undo failing in turn, from the last one recorded.
+        TempInstallRoot target;
+        fresh(target);
+        UndoRecord record;
+        plantedChange = StepId::Durable;
+        ASSERT_TRUE(runRows(overwrite, record));
+        plantedChange.reset();
+        ASSERT_GE(record.entries().size(), overwrite ? 3u : 2u);
+        for (std::size_t kept = record.entries().size(); kept > 0; --kept) {
+            plantedUndo = record.entries()[kept - 1].step;
+            const std::string name = mode + stepRow(*plantedUndo).name + "'s undo fails";
             const StepFailure failure = StepRunner::undo(record, {}, plantedRows);
-            plantedUndo.reset();
             ASSERT_TRUE(failure) << name;
-            EXPECT_EQ(failure->step, stepRow(id).name);
+            EXPECT_EQ(failure->step, stepRow(*plantedUndo).name);
             EXPECT_EQ(failure->text(), "the undo failed: planted: /planted (Input/output error)");
-            ASSERT_FALSE(record.entries().empty()) << name;
-            EXPECT_EQ(record.entries().back().step, id) << name;
+            EXPECT_EQ(record.entries().size(), kept) << name;
             std::string problem;
             const std::optional<UndoRecord> left = UndoRecord::load(problem);
             ASSERT_TRUE(left) << name << ": " << problem;
-            EXPECT_EQ(left->entries().size(), record.entries().size()) << name;
-            repaired(before, false, name);
+            EXPECT_EQ(left->entries().size(), kept) << name;
         }
+        plantedUndo.reset();
+        repaired(false, mode + "the rest undone by the repair");
     }
 }

@@ -133,11 +133,9 @@ InstallationCheck::State InstallationCheck::run() {
     // What every step of a new installation leaves, as its row says.
     const InstallationSteps steps(bundle_, false, generation);
     std::vector<Expected> expected;
-    for (const std::vector<StepId>& part : {steps.preparation(), steps.finalisation()}) {
-        for (StepId id : part) {
-            if (const StepRow& row = stepRow(id); row.leaves) {
-                row.leaves(steps, expected);
-            }
+    for (StepId id : steps.all()) {
+        if (const StepRow& row = stepRow(id); row.leaves) {
+            row.leaves(steps, expected);
         }
     }
     for (const Expected& item : expected) {

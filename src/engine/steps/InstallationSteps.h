@@ -26,6 +26,8 @@ public:
     std::vector<StepId> finalisation() const;
     /// The steps after the point of no return: what a repair completes.
     std::vector<StepId> pastPointOfNoReturn() const;
+    /// Every step, in order.
+    std::vector<StepId> all() const;
 
     /// The bundle's defects, then every step's check in order; reads only.
     StepFailure preflight() const;
@@ -43,8 +45,6 @@ public:
     const std::string& generation() const { return generation_; }
 
 private:
-    std::vector<StepId> all() const;
-
     const Bundle& bundle_;
     bool isOverwrite_;
     std::string generation_;

@@ -22,7 +22,11 @@ int DryRun::exec() {
     StartSteps::load();
     InstallRecord& record = outcome_.record();
     record.previous = Const::applicationDirectoryPrefixEnumerate();
-    const bool isOverwrite = StartSteps::detectInstalledGeneration();
+    // The run repairs a journal left behind first, or refuses to act on it; it then decides
+    // between a new installation and an overwrite on what the repair left.
+    std::string repair;
+    bool isOverwrite = StartSteps::detectInstalledGeneration();
+    const Repair::Outcome foreseen = Repair::foresee(repair, &isOverwrite);
     record.mode = InstallRecord::modeOf(isOverwrite);
     if (!StartSteps::checkAdministrator(user)) {
         outcome_.refuseNonAdministrator(user);
@@ -39,9 +43,6 @@ int DryRun::exec() {
     std::fprintf(
         out, "Dry run: %s of VELA %s into %s\n", isOverwrite ? "overwrite" : "new installation",
         orNull(Const::getCurrentAppVersion()).c_str(), Const::appBaseDirectoryPath().c_str());
-    // The run repairs a journal left behind first, or refuses to act on it.
-    std::string repair;
-    const Repair::Outcome foreseen = Repair::foresee(repair);
     std::vector<PlanLine> plan;
     if (foreseen == Repair::Outcome::Repaired) {
         plan.push_back({"repair", "repair", UndoRecord::journalPath(), repair});

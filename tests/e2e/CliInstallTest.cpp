@@ -447,4 +447,16 @@ TEST_F(Overwrite, APlantedJournalIsRefusedAndNothingIsTouched) {
     EXPECT_EQ(install({"--recover"}).status, 0);
     EXPECT_EQ(snapshotTree(root.at("/Applications")), before);
     EXPECT_FALSE(exists(journal));
+
+    // A killed new installation whose half copy already holds its uninstaller: the dry run, like
+    // the run, decides on what the repair leaves.
+    fs::remove_all(root.at("/Applications/Quillmark"));
+    fs::create_directories(generation() + "/VELA-Uninstaller.app");
+    writeFile(journal, "{\"journal\": 2, \"mode\": \"new\", \"version\": \"" VELA_TEST_VERSION
+                       "\", \"steps\": [{\"step\": \"generation\", \"path\": "
+                       "\"/Applications/Quillmark/VELA-Ver" VELA_TEST_VERSION "/\"}]}");
+    ::chmod(journal.c_str(), 0600);
+    const RunResult dry = install({"--dry-run", "--json"});
+    EXPECT_EQ(field(recordOf(dry.out, 0), "mode"), "new") << dry.err;
+    EXPECT_EQ(field(recordOf(install({"--json"}).out, 0), "mode"), "new");
 }

@@ -42,9 +42,13 @@ Repair::Outcome Repair::find(std::optional<UndoRecord>& record, std::string& mes
     return Outcome::Refused;
 }
 
-Repair::Outcome Repair::foresee(std::string& message) {
+Repair::Outcome Repair::foresee(std::string& message, bool* overwriteAfter) {
     std::optional<UndoRecord> record;
-    return find(record, message, /*tidy=*/false);
+    const Outcome outcome = find(record, message, /*tidy=*/false);
+    if (record && overwriteAfter != nullptr) {
+        *overwriteAfter = record->isPastPointOfNoReturn() || record->isOverwrite();
+    }
+    return outcome;
 }
 
 namespace {

@@ -26,8 +26,10 @@ public:
     static Outcome repairInterruptedRun(const Bundle& bundle, std::string& message);
 
     /// What repairInterruptedRun() would do, changing nothing: Nothing, Refused (`message` the
-    /// refusal) or Repaired (`message` "undo the interrupted installation of <generation>").
-    static Outcome foresee(std::string& message);
+    /// refusal) or Repaired (`message` "undo the interrupted installation of <generation>"; then
+    /// `overwriteAfter` says whether a generation is installed once it is done: the dead run's
+    /// own view when it is undone, always when it is completed).
+    static Outcome foresee(std::string& message, bool* overwriteAfter = nullptr);
 
 private:
     static Outcome find(std::optional<UndoRecord>& record, std::string& message, bool tidy);

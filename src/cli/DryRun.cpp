@@ -66,11 +66,10 @@ int DryRun::exec() {
     // Exactly the checks the run makes before it changes anything.
     const StepFailure failure =
         foreseen == Repair::Outcome::Refused ? StepFailure(Failure{repair}) : steps.preflight();
-    const std::optional<std::string> reason =
-        failure ? std::optional(failure->text()) : std::nullopt;
-    if (reason) {
-        ILog("Dry run: the installation would fail: %s", reason->c_str());
-        std::fprintf(stderr, "%s: %s\n", FailureCode::kInstallation, reason->c_str());
+    if (failure) {
+        const std::string reason = failure->text();
+        ILog("Dry run: the installation would fail: %s", reason.c_str());
+        std::fprintf(stderr, "%s: %s\n", failure->code.c_str(), reason.c_str());
         outcome_.setFailure(*failure);
         return outcome_.complete("blocked", kExitFailed);
     }

@@ -8,9 +8,9 @@ namespace vela {
 
 /// What happens on the main thread once both bundles are copied: the finalisation's rows
 /// (log-mode scripts, ownership, stopping the running application, the offline flag, the disk,
-/// the point of no return, the link, other generations, the old help file, the LaunchAgent),
-/// then the completion page. The link is switched before anything it pointed to is removed, so
-/// that no failure leaves it naming a removed generation.
+/// the point of no return, the link, other generations, the old help file, the LaunchAgent, the
+/// disk again), then the completion page. The link is switched before anything it pointed to is
+/// removed, so that no failure leaves it naming a removed generation.
 class Finalisation {
 public:
     enum class Result {
@@ -29,13 +29,11 @@ public:
     /// is reported.
     Result run() const;
 
-    /// Main thread. The steps past the point of no return: what a repair finishes for a run
-    /// that was killed after that point, then the disk. The first failure, reported.
+    /// Main thread. The steps past the point of no return, the disk last: what a repair
+    /// finishes for a run that was killed after that point. The first failure, reported.
     StepFailure finishPastPointOfNoReturn() const;
 
 private:
-    StepFailure makeDurable() const;
-
     const InstallationContext& context_;
     UndoRecord& record_;
     const InstallationSteps& steps_;

@@ -36,7 +36,8 @@ std::vector<StepId> InstallationSteps::pastPointOfNoReturn() const {
     if (isOverwrite_) {
         steps.push_back(StepId::RemoveOtherGenerations);
     }
-    steps.insert(steps.end(), {StepId::RemoveOldHelpFile, StepId::LaunchAgent});
+    // "Installed" means on the disk: the link, the removals, the agent.
+    steps.insert(steps.end(), {StepId::RemoveOldHelpFile, StepId::LaunchAgent, StepId::Durable});
     return steps;
 }
 

@@ -24,7 +24,7 @@ public:
     /// Before the copies, and after them.
     std::vector<StepId> preparation() const;
     std::vector<StepId> finalisation() const;
-    /// The steps after the point of no return: what a repair completes.
+    /// The steps after the point of no return, the disk last: what a repair completes.
     std::vector<StepId> pastPointOfNoReturn() const;
     /// Every step, in order.
     std::vector<StepId> all() const;

@@ -326,7 +326,8 @@ const StepRow kRows[] = {
     {
         .id = StepId::Durable,
         .name = "durable",
-        // The link may name the new generation only once a power cut cannot empty it.
+        // Taken twice: the link may name the new generation only once a power cut cannot empty
+        // it, and a run is "installed" only once all it changed is on the disk.
         .change = [](const StepScope&) { return syncTarget(); },
     },
     {

@@ -105,8 +105,7 @@ StepFailure Generations::create(const std::string& generation) {
     return std::nullopt;
 }
 
-StepFailure Generations::copyLogModeScripts(const Payload& payload,
-                                            const std::string& generation) {
+StepFailure Generations::copyLogModeScripts(const Payload& payload, const std::string& generation) {
     for (const Payload::Item& item : payload.items()) {
         if (item.isBundle || !item.target.starts_with(generation)) {
             continue;

@@ -25,10 +25,10 @@ StepFailure LaunchAgent::install(const std::optional<std::string>& source) {
     ILog("Copy %s to %s", orNull(source).c_str(), target.c_str());
     UniqueFd agents;
     // A bundle without an agent never gets this far: its check refuses it.
-    std::error_code ec = source ? openOwnedDirectory(Const::underTargetRoot("/Library"),
-                                                     parentOf(target), rootOnly(0755), agents,
-                                                     nullptr, /*ownExisting=*/false)
-                                : std::make_error_code(std::errc::no_such_file_or_directory);
+    std::error_code ec =
+        source ? openOwnedDirectory(Const::underTargetRoot("/Library"), parentOf(target),
+                                    rootOnly(0755), agents, nullptr, /*ownExisting=*/false)
+               : std::make_error_code(std::errc::no_such_file_or_directory);
     if (!ec) {
         ec = copyFileAtomically(*source, agents.get(), nameOf(target),
                                 InstalledAccess::launchAgent());
